@@ -1,0 +1,19 @@
+// Text views of a built dictionary, walked through its reading interface.
+#pragma once
+
+#include <ostream>
+#include <string_view>
+
+namespace QD_SDAI {
+class QdIfcSchema;
+}
+
+namespace qdhost {
+
+// The whole dictionary in the fixed, tab-separated dump format.
+void dumpSchema(const QD_SDAI::QdIfcSchema& schema, std::ostream& out);
+
+// One type for a person to read. False if the schema has no type of that name.
+bool describeType(const QD_SDAI::QdIfcSchema& schema, std::string_view name, std::ostream& out);
+
+}  // namespace qdhost

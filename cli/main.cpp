@@ -1,0 +1,106 @@
+// qdifc: a command-line host of the IFC4 schema module.
+#include "ModuleLoader.h"
+#include "SchemaView.h"
+
+#include <QdIfcCore/Dictionary.h>
+
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+const char* kUsage =
+    "usage: qdifc [--module PATH] <command> [options]\n"
+    "\n"
+    "commands:\n"
+    "  schema NAME      show one type of the IFC4 dictionary (any case)\n"
+    "  schema --dump    print the whole dictionary in the tab-separated dump format\n"
+    "  help             show this text\n"
+    "\n"
+    "options:\n"
+    "  --module PATH    the schema module library (default: libQdIfc4.so beside the program)\n"
+    "  -h, --help       show help (also after a command)\n";
+
+const char* kSchemaUsage =
+    "usage: qdifc schema NAME\n"
+    "       qdifc schema --dump\n"
+    "\n"
+    "NAME is an entity, defined type, enumeration, select, aggregate or built-in\n"
+    "type of the dictionary, in any case: IfcWall, IFCWALL and ifcwall are the same.\n";
+
+int usageError(const std::string& message, const char* usage) {
+  std::cerr << "qdifc: " << message << "\n\n" << usage;
+  return kUsageError;
+}
+
+int runSchema(const std::vector<std::string>& args, const std::string& modulePath) {
+  bool dump = false;
+  std::string name;
+  for (const std::string& a : args) {
+    if (a == "-h" || a == "--help") {
+      std::cout << kSchemaUsage;
+      return 0;
+    }
+    if (a == "--dump") dump = true;
+    else if (!a.empty() && a[0] == '-') return usageError("schema: unknown option " + a, kSchemaUsage);
+    else if (name.empty()) name = a;
+    else return usageError("schema: only one NAME may be given", kSchemaUsage);
+  }
+  if (dump == !name.empty()) return usageError("schema: give either NAME or --dump", kSchemaUsage);
+
+  qdhost::ModuleLoader module;
+  if (!module.load(modulePath)) {
+    std::cerr << "qdifc: " << module.error() << '\n';
+    return 1;
+  }
+  if (dump) {
+    qdhost::dumpSchema(*module.schema(), std::cout);
+    return std::cout.good() ? 0 : 1;
+  }
+  if (!qdhost::describeType(*module.schema(), name, std::cout)) {
+    std::cerr << "qdifc: no type named '" << name << "' in " << module.schema()->name() << '\n';
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);
+  std::string modulePath;
+  std::vector<std::string> args(argv + 1, argv + argc);
+  size_t i = 0;
+  for (; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    if (a == "-h" || a == "--help") {
+      std::cout << kUsage;
+      return 0;
+    }
+    if (a == "--module") {
+      if (i + 1 >= args.size()) return usageError("--module needs a path", kUsage);
+      modulePath = args[++i];
+    } else if (a.rfind("--module=", 0) == 0) {
+      modulePath = a.substr(9);
+    } else if (!a.empty() && a[0] == '-') {
+      return usageError("unknown option " + a, kUsage);
+    } else {
+      break;
+    }
+  }
+  if (i >= args.size()) return usageError("no command given", kUsage);
+  if (modulePath.empty()) modulePath = qdhost::defaultModulePath(argv[0]);
+
+  const std::string command = args[i];
+  std::vector<std::string> rest(args.begin() + static_cast<long>(i) + 1, args.end());
+  if (command == "help") {
+    std::cout << kUsage;
+    return 0;
+  }
+  if (command == "schema") return runSchema(rest, modulePath);
+  return usageError("unknown command '" + command + "'", kUsage);
+}

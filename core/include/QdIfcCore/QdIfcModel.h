@@ -1,0 +1,113 @@
+// QdIfcModel: an in-memory population of entity instances.
+//
+// The model owns its instances. Each has a slot that never moves; a handle
+// (QdDbObjectId) is a pointer to that slot. Instance numbers lead to slots through
+// a dense table (numbers as files have them: from 1, mostly without gaps) and a
+// sorted overflow for numbers far beyond the rest, so finding an instance by its
+// number is one index operation. A slot can be reserved for a number before its
+// object exists: a reader gives out the handle of "#n" the first time it meets the
+// reference and fills the slot when the record "#n" comes.
+#pragma once
+
+#include <QdIfcCore/Export.h>
+#include <QdIfcCore/QdDbObjectId.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace QD_SDAI {
+
+class QdIfcEntityBase;
+class QdIfcSchema;
+
+// Access to the attributes of a model's instances.
+enum SdaiAccessMode : int {
+  sdaiNoAccess = 0,  // not defined: reads and writes are refused
+  sdaiRO = 1,        // read-only
+  sdaiRW = 2,        // read-write
+};
+
+class QDIFCCORE_API QdIfcModel {
+ public:
+  explicit QdIfcModel(const QdIfcSchema* schema = nullptr);
+  ~QdIfcModel();
+  QdIfcModel(const QdIfcModel&) = delete;
+  QdIfcModel& operator=(const QdIfcModel&) = delete;
+
+  SdaiAccessMode mode() const noexcept { return m_mode; }
+  void setMode(SdaiAccessMode mode) noexcept { m_mode = mode; }
+  const QdIfcSchema* schema() const noexcept { return m_schema; }
+
+  // Takes an object over under the next free number (one above the highest in use).
+  // Null if the object is null or belongs to a model already.
+  QdDbObjectId addInstance(QdIfcEntityBase* object);
+  // Takes an object over under the given number (> 0). Null if the number is held
+  // by a live instance, or the object is null or in a model already; the object
+  // then stays the caller's.
+  QdDbObjectId addInstance(QdIfcEntityBase* object, uint64_t id);
+  // Makes an instance of the named entity type through the schema's factory and
+  // adds it (id 0: the next free number). Null if there is no schema or no such type.
+  QdDbObjectId createInstance(const char* typeName, uint64_t id = 0);
+
+  // The handle of number id, reserving a slot if the number is not known yet.
+  // Null only for id 0.
+  QdDbObjectId handleFor(uint64_t id);
+  // The handle of number id, or null if the model has no slot for it.
+  QdDbObjectId find(uint64_t id) const noexcept;
+  // The object of number id, or null.
+  QdIfcEntityBase* object(uint64_t id) const noexcept { return find(id).openObject(); }
+
+  // Deletes the instance. Its slot remains, empty, so that handles to it lead to
+  // nothing instead of to freed memory. False if the handle is not of this model
+  // or holds no object.
+  bool removeInstance(const QdDbObjectId& id);
+  // Gives the instance back to the caller without deleting it.
+  QdIfcEntityBase* detachInstance(const QdDbObjectId& id);
+  // Deletes every instance and forgets every number.
+  void clear();
+
+  // Number of live instances.
+  size_t size() const noexcept { return m_live; }
+  bool empty() const noexcept { return m_live == 0; }
+  // Highest number ever given a slot.
+  uint64_t maxId() const noexcept { return m_maxId; }
+  // Numbers that have a slot but no object: references never defined, removed instances.
+  std::vector<uint64_t> unresolvedIds() const;
+
+  // Walks the live instances in ascending number order. The callback gets the
+  // handle and the object; it must not add or remove instances.
+  template <class F>
+  void forEach(F&& visit) const {
+    for (detail::ObjectSlot* s : m_dense)
+      if (s && s->object) visit(QdDbObjectId(s), s->object);
+    for (const auto& [id, s] : m_sparse)
+      if (s->object) visit(QdDbObjectId(s), s->object);
+  }
+  // The live instances in ascending number order.
+  std::vector<QdDbObjectId> instances() const;
+
+  // Bytes held by the model's own bookkeeping (slots and tables, not the objects).
+  size_t bookkeepingBytes() const noexcept;
+
+ private:
+  detail::ObjectSlot* newSlot(uint64_t id);
+  detail::ObjectSlot* lookup(uint64_t id) const noexcept;
+  void index(uint64_t id, detail::ObjectSlot* slot);
+  void attach(detail::ObjectSlot* slot, QdIfcEntityBase* object);
+
+  static constexpr size_t kPageSize = 4096;
+
+  const QdIfcSchema* m_schema;
+  SdaiAccessMode m_mode = sdaiRW;
+  std::vector<std::unique_ptr<detail::ObjectSlot[]>> m_pages;
+  size_t m_slotsUsed = 0;   // slots handed out in all pages
+  size_t m_live = 0;
+  uint64_t m_maxId = 0;
+  std::vector<detail::ObjectSlot*> m_dense;            // index = number
+  std::map<uint64_t, detail::ObjectSlot*> m_sparse;    // numbers beyond the dense table
+};
+
+}  // namespace QD_SDAI

@@ -1,0 +1,148 @@
+#include <QdIfcCore/QdIfcModel.h>
+
+#include <QdIfcCore/Dictionary.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
+
+#include <algorithm>
+
+namespace QD_SDAI {
+
+QdIfcModel::QdIfcModel(const QdIfcSchema* schema) : m_schema(schema) {}
+
+QdIfcModel::~QdIfcModel() { clear(); }
+
+detail::ObjectSlot* QdIfcModel::newSlot(uint64_t id) {
+  size_t page = m_slotsUsed / kPageSize, at = m_slotsUsed % kPageSize;
+  if (page == m_pages.size()) m_pages.push_back(std::make_unique<detail::ObjectSlot[]>(kPageSize));
+  detail::ObjectSlot* s = &m_pages[page][at];
+  *s = detail::ObjectSlot{nullptr, this, id};
+  ++m_slotsUsed;
+  index(id, s);
+  if (id > m_maxId) m_maxId = id;
+  return s;
+}
+
+detail::ObjectSlot* QdIfcModel::lookup(uint64_t id) const noexcept {
+  if (id < m_dense.size()) return m_dense[id];
+  if (m_sparse.empty()) return nullptr;
+  auto it = m_sparse.find(id);
+  return it == m_sparse.end() ? nullptr : it->second;
+}
+
+void QdIfcModel::index(uint64_t id, detail::ObjectSlot* slot) {
+  if (id >= m_dense.size()) {
+    // Grow the dense table while the numbers stay within a small factor of the
+    // number of slots; far outliers go to the sorted overflow instead.
+    uint64_t limit = 2 * std::max<uint64_t>(m_dense.size(), m_slotsUsed) + 65536;
+    if (id >= limit) {
+      m_sparse.emplace(id, slot);
+      return;
+    }
+    size_t newSize = std::max<size_t>(static_cast<size_t>(id) + 1, m_dense.size() + m_dense.size() / 2);
+    m_dense.resize(newSize, nullptr);
+    // Overflow entries that now fall inside the table move into it.
+    for (auto it = m_sparse.begin(); it != m_sparse.end() && it->first < newSize;) {
+      m_dense[it->first] = it->second;
+      it = m_sparse.erase(it);
+    }
+  }
+  m_dense[id] = slot;
+}
+
+void QdIfcModel::attach(detail::ObjectSlot* slot, QdIfcEntityBase* object) {
+  slot->object = object;
+  object->m_objectId = QdDbObjectId(slot);
+  ++m_live;
+}
+
+QdDbObjectId QdIfcModel::addInstance(QdIfcEntityBase* object) { return addInstance(object, m_maxId + 1); }
+
+QdDbObjectId QdIfcModel::addInstance(QdIfcEntityBase* object, uint64_t id) {
+  if (!object || id == 0 || !object->m_objectId.isNull()) return {};
+  detail::ObjectSlot* s = lookup(id);
+  if (s && s->object) return {};
+  if (!s) s = newSlot(id);
+  attach(s, object);
+  return QdDbObjectId(s);
+}
+
+QdDbObjectId QdIfcModel::createInstance(const char* typeName, uint64_t id) {
+  if (!m_schema || !typeName) return {};
+  const QdIfcEntityType* type = m_schema->findEntityType(typeName);
+  if (!type) return {};
+  if (id == 0) id = m_maxId + 1;
+  detail::ObjectSlot* s = lookup(id);
+  if (s && s->object) return {};
+  QdIfcEntityBase* object = type->createInstance();
+  if (!object) return {};
+  if (!s) s = newSlot(id);
+  attach(s, object);
+  return QdDbObjectId(s);
+}
+
+QdDbObjectId QdIfcModel::handleFor(uint64_t id) {
+  if (id == 0) return {};
+  detail::ObjectSlot* s = lookup(id);
+  return QdDbObjectId(s ? s : newSlot(id));
+}
+
+QdDbObjectId QdIfcModel::find(uint64_t id) const noexcept { return QdDbObjectId(lookup(id)); }
+
+QdIfcEntityBase* QdIfcModel::detachInstance(const QdDbObjectId& id) {
+  detail::ObjectSlot* s = id.slot();
+  if (!s || s->model != this || !s->object) return nullptr;
+  QdIfcEntityBase* object = s->object;
+  s->object = nullptr;
+  object->m_objectId.setNull();
+  --m_live;
+  return object;
+}
+
+bool QdIfcModel::removeInstance(const QdDbObjectId& id) {
+  QdIfcEntityBase* object = detachInstance(id);
+  delete object;
+  return object != nullptr;
+}
+
+void QdIfcModel::clear() {
+  for (auto& page : m_pages) {
+    size_t n = (&page == &m_pages.back()) ? (m_slotsUsed - 1) % kPageSize + 1 : kPageSize;
+    for (size_t i = 0; i < n; ++i) {
+      detail::ObjectSlot& s = page[i];
+      if (QdIfcEntityBase* object = s.object) {
+        s.object = nullptr;
+        object->m_objectId.setNull();
+        delete object;
+      }
+    }
+  }
+  m_pages.clear();
+  m_dense.clear();
+  m_dense.shrink_to_fit();
+  m_sparse.clear();
+  m_slotsUsed = m_live = 0;
+  m_maxId = 0;
+}
+
+std::vector<uint64_t> QdIfcModel::unresolvedIds() const {
+  std::vector<uint64_t> ids;
+  for (size_t i = 0; i < m_dense.size(); ++i)
+    if (m_dense[i] && !m_dense[i]->object) ids.push_back(i);
+  for (const auto& [id, s] : m_sparse)
+    if (!s->object) ids.push_back(id);
+  return ids;
+}
+
+std::vector<QdDbObjectId> QdIfcModel::instances() const {
+  std::vector<QdDbObjectId> out;
+  out.reserve(m_live);
+  forEach([&](const QdDbObjectId& h, QdIfcEntityBase*) { out.push_back(h); });
+  return out;
+}
+
+size_t QdIfcModel::bookkeepingBytes() const noexcept {
+  return m_pages.size() * kPageSize * sizeof(detail::ObjectSlot) + m_dense.capacity() * sizeof(void*) +
+         m_sparse.size() * (sizeof(uint64_t) + sizeof(void*) + 4 * sizeof(void*));
+}
+
+}  // namespace QD_SDAI

@@ -1,0 +1,23 @@
+// The plain entry points of the IFC4 schema module, exported under these
+// undecorated names. A host loads the module and calls, in this order:
+// qdGetModuleLifeCycleApp, start(), anything else, stop(), then unloads it.
+#pragma once
+
+#include <QdIfc4/Export.h>
+#include <QdIfcCore/ModuleLifeCycle.h>
+
+namespace QD_SDAI {
+class QdIfcSchema;
+class QdIfcEntityBase;
+class QdIfcProperty;
+}  // namespace QD_SDAI
+
+extern "C" {
+// The module's one life-cycle object: never null, the same every time.
+QDIFC4_API QdModuleLifeCycleApp* qdGetModuleLifeCycleApp();
+// The schema while the module is started; null before start and after stop.
+QDIFC4_API QD_SDAI::QdIfcSchema* qdifcGetSchemaPointer();
+// Makes the core's property object for a property or quantity instance.
+QDIFC4_API bool qdIfcBuildPropertyForSimple(QD_SDAI::QdIfcEntityBase* entity, QD_SDAI::QdIfcProperty** property,
+                                            unsigned int* typeKind);
+}

@@ -1,0 +1,58 @@
+// Start and stop of the IFC4 schema module.
+#include <QdIfc4/Module.h>
+
+#include <QdIfcCore/Dictionary.h>
+
+#include "QdIFC4SchemaBuilder.h"
+
+namespace {
+
+// The one schema of the module: allocated by start, deleted by stop.
+QD_SDAI::QdIfcSchema* g_pSchema = nullptr;
+
+class QdIfcModuleLifeCycleApp final : public QdModuleLifeCycleApp {
+ public:
+  constexpr QdIfcModuleLifeCycleApp() noexcept = default;
+  ~QdIfcModuleLifeCycleApp() override = default;
+
+  bool start() override {
+    if (g_pSchema) return true;
+    g_pSchema = new QD_SDAI::QdIfcSchema();
+    // The pointer is visible before the build runs. If the build throws, it stays
+    // set to the partly built schema; only stop clears it.
+    QdIFC4SchemaBuilder builder(g_pSchema, QD_SDAI::QdAnsiString("IFC4"));
+    builder.build();
+    return true;
+  }
+
+  void stop() override {
+    if (g_pSchema) {
+      delete g_pSchema;
+      g_pSchema = nullptr;
+    }
+    // Value descriptors of the module's own types are released here once they exist.
+  }
+};
+
+// Constant-initialised: usable from the moment the library is mapped.
+constinit QdIfcModuleLifeCycleApp g_lifeCycleApp;
+
+}  // namespace
+
+extern "C" {
+
+QDIFC4_API QdModuleLifeCycleApp* qdGetModuleLifeCycleApp() { return &g_lifeCycleApp; }
+
+QDIFC4_API QD_SDAI::QdIfcSchema* qdifcGetSchemaPointer() { return g_pSchema; }
+
+// Turns a property or quantity instance into a property object for the core.
+// Property objects are not part of the module yet: the call answers false and
+// gives no object.
+QDIFC4_API bool qdIfcBuildPropertyForSimple(QD_SDAI::QdIfcEntityBase* /*entity*/, QD_SDAI::QdIfcProperty** property,
+                                            unsigned int* typeKind) {
+  if (property) *property = nullptr;
+  if (typeKind) *typeKind = 0;
+  return false;
+}
+
+}  // extern "C"

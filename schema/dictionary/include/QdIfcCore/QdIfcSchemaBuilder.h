@@ -1,0 +1,102 @@
+// QdIfcSchemaBuilder: fills a schema in phases (the derived class's defineSchema),
+// then links every name collected in the pending tables to its type.
+#pragma once
+
+#include <QdIfcCore/Dictionary.h>
+#include <QdIfcCore/Export.h>
+#include <QdIfcCore/QdAnsiString.h>
+#include <QdIfcCore/QdIfcArray.h>
+
+#include <initializer_list>
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace QD_SDAI {
+
+// What a derived attribute is waiting for: its type and, for a redeclaration, the
+// supertype whose attribute it redeclares (empty otherwise).
+struct QdDerivedAttributeInfo {
+  QdAnsiString type;
+  QdAnsiString redeclares;
+  bool flag = false;
+};
+
+// What an inverse attribute is waiting for: the target entity (lower case; may be
+// empty) and the target's attribute that it inverts.
+struct QdInverseAttributeInfo {
+  QdAnsiString target;
+  QdAnsiString attribute;
+};
+
+class QDIFCCORE_API QdIfcSchemaBuilder {
+ public:
+  // The name is copied; the caller's string may die right after the call.
+  QdIfcSchemaBuilder(QdIfcSchema* schema, const QdAnsiString& name);
+  virtual ~QdIfcSchemaBuilder();
+  QdIfcSchemaBuilder(const QdIfcSchemaBuilder&) = delete;
+  QdIfcSchemaBuilder& operator=(const QdIfcSchemaBuilder&) = delete;
+
+  // Runs defineSchema, then resolves the pending tables.
+  void build();
+
+  // Names that did not resolve in the last build(), as "what: name" lines. The
+  // build goes on without them; this is for tools and tests that want to see them.
+  const std::vector<std::string>& unresolvedNames() const noexcept { return m_unresolved; }
+
+ protected:
+  virtual void defineSchema() = 0;
+  void initSchemaVersion(IfcSchemaMajorVersion major, IfcSchemaMinorVersion minor);
+
+  // Shared steps of the phases. Generated phases are one call per schema fact.
+  static constexpr int kUnsetBound = -1;
+
+  // A string type of the given width wrapped in a defined type, put into the
+  // built-in table under key.
+  void defineBuiltInStringType(const char* key, bool fixed, int width);
+  // A defined type over a primitive or another defined type: made with a null
+  // underlying type, put under its name, the underlying name left pending.
+  void defineSimpleType(const char* name, const char* underlying);
+  // An aggregate: bounds (kUnsetBound for "?" and computed bounds), a type code of
+  // kind 16, the aggregate, its wrapper under key (the name table for a named
+  // aggregate, the built-in table otherwise), and the element name left pending.
+  void defineAggregateType(const char* key, QdIfcAggregationType::eAggregationType kind, int lower, int upper,
+                           const char* element, bool named);
+
+  // The enumeration phase: one QdAny and one literal list serve every enumeration.
+  class QDIFCCORE_API EnumerationPhase {
+   public:
+    explicit EnumerationPhase(QdIfcSchemaBuilder& builder) : m_builder(builder) {}
+    // A type code of kind 15 (the name, then each literal), the enumeration type
+    // and its wrapper under the lower-case name.
+    void define(const char* lowerName, std::initializer_list<const char*> literals);
+
+   private:
+    QdIfcSchemaBuilder& m_builder;
+    QdAny m_any;
+    std::list<QdAnsiString> m_literals;
+  };
+
+  QdIfcSchema* mSchema;
+  Dictionary* mEntityTypes;
+  Dictionary* mNameTypes;
+  Dictionary* mBuiltInTypes;
+  std::map<QdIfcDefinedType*, QdAnsiString> mPendingDefinedTypes;
+  std::map<QdIfcAggregationType*, QdAnsiString> mPendingAggregationTypes;
+  std::map<QdIfcAttributeDefinition*, QdDerivedAttributeInfo> mPendingDerivedAttributes;
+  std::map<QdIfcAttributeDefinition*, QdAnsiString> mPendingExplicitAttributes;
+  std::map<QdIfcAttributeDefinition*, QdInverseAttributeInfo> mPendingInverseAttributes;
+  std::map<QdIfcSelectType*, QdIfcArray<QdAnsiString>> mPendingSelectTypes;
+
+ private:
+  void resolve();
+  const DictionaryInstance* lookUp(std::string_view name) const;
+  const QdIfcParameterType* lookUpParameterType(std::string_view name) const;
+  void unresolved(const char* what, std::string_view name);
+
+  QdAnsiString m_name;
+  std::vector<std::string> m_unresolved;
+};
+
+}  // namespace QD_SDAI

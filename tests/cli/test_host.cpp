@@ -1,0 +1,139 @@
+// The module as a host sees it: loaded at run time through its plain exports, and
+// the qdifc program's commands.
+#include "ModuleLoader.h"
+#include "SchemaView.h"
+
+#include <QdIfcCore/Dictionary.h>
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace QD_SDAI;
+
+TEST(DynamicLoading, StartsReadsAndStopsTheModuleAsAHostDoes) {
+  qdhost::ModuleLoader loader;
+  ASSERT_TRUE(loader.load(QDIFC_TEST_MODULE_PATH)) << loader.error();
+  QdIfcSchema* schema = loader.schema();
+  ASSERT_NE(schema, nullptr);
+  EXPECT_STREQ(schema->name(), "IFC4");
+  EXPECT_EQ(loader.schemaPointerFunction()(), schema);
+  // The three plain exports are there under their undecorated names.
+  for (const char* name : {"qdGetModuleLifeCycleApp", "qdifcGetSchemaPointer", "qdIfcBuildPropertyForSimple"})
+    EXPECT_NE(loader.symbol(name), nullptr) << name;
+
+  // Stop, then start again through the same life-cycle object.
+  QdModuleLifeCycleApp* app = loader.lifeCycle();
+  app->stop();
+  EXPECT_EQ(loader.schemaPointerFunction()(), nullptr);
+  EXPECT_TRUE(app->start());
+  EXPECT_NE(loader.schemaPointerFunction()(), nullptr);
+  loader.unload();
+  EXPECT_FALSE(loader.loaded());
+  loader.unload();  // twice is harmless
+}
+
+TEST(DynamicLoading, ReportsWhatIsWrong) {
+  qdhost::ModuleLoader loader;
+  EXPECT_FALSE(loader.load("/nonexistent/libQdIfc4.so"));
+  EXPECT_NE(loader.error().find("/nonexistent/libQdIfc4.so"), std::string::npos);
+  // A real library that is not a schema module.
+  EXPECT_FALSE(loader.load("libc.so.6"));
+  EXPECT_NE(loader.error().find("not a schema module"), std::string::npos);
+  EXPECT_FALSE(loader.loaded());
+}
+
+namespace {
+
+struct CommandResult {
+  int status;
+  std::string out;
+};
+
+// Runs qdifc with the arguments; standard error goes to standard output.
+CommandResult qdifc(const std::string& args) {
+  std::string command = std::string(QDIFC_TEST_QDIFC_PATH) + " " + args + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  CommandResult run{-1, {}};
+  if (!pipe) return run;
+  std::array<char, 4096> buffer{};
+  size_t n;
+  while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) run.out.append(buffer.data(), n);
+  int status = pclose(pipe);
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) out.push_back(line);
+  return out;
+}
+
+}  // namespace
+
+TEST(Qdifc, DumpHasTheFixedFrame) {
+  CommandResult r = qdifc("schema --dump");
+  ASSERT_EQ(r.status, 0) << r.out;
+  std::vector<std::string> l = lines(r.out);
+  ASSERT_GE(l.size(), 4u);
+  EXPECT_EQ(l[0], "schema\tIFC4\t4\t0");
+  EXPECT_EQ(l[1], "builtin\tstring(22)fixed\t1\t22");
+  EXPECT_EQ(l[2], "builtin\tbinary(32)\t0\t32");
+  EXPECT_EQ(l.back().rfind("counts\tentities=", 0), 0u) << l.back();
+  EXPECT_EQ(r.out.find('\r'), std::string::npos);
+  EXPECT_EQ(r.out.back(), '\n');
+}
+
+TEST(Qdifc, DumpAgreesWithTheDictionaryItWalks) {
+  // The counts line states the sizes of the three tables of the schema that the
+  // module builds when loaded directly.
+  qdhost::ModuleLoader loader;
+  ASSERT_TRUE(loader.load(QDIFC_TEST_MODULE_PATH)) << loader.error();
+  std::ostringstream direct;
+  qdhost::dumpSchema(*loader.schema(), direct);
+  const QdIfcSchema& s = *loader.schema();
+  std::string counts = "counts\tentities=" + std::to_string(s.entityTypes().size()) +
+                       "\tnametypes=" + std::to_string(s.nameTypes().size()) +
+                       "\tbuiltins=" + std::to_string(s.builtInTypes().size());
+  EXPECT_EQ(lines(direct.str()).back(), counts);
+  EXPECT_EQ(qdifc("schema --dump").out, direct.str());
+}
+
+TEST(Qdifc, ShowsOneTypeInAnyCase) {
+  for (const char* name : {"string(22)fixed", "STRING(22)FIXED"}) {
+    CommandResult r = qdifc(std::string("schema '") + name + "'");
+    EXPECT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("fixed string of width 22"), std::string::npos) << r.out;
+  }
+  CommandResult missing = qdifc("schema IfcNoSuchThing");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.out.find("no type named 'IfcNoSuchThing'"), std::string::npos);
+}
+
+TEST(Qdifc, BadUsageExitsWithTwo) {
+  for (const char* args : {"", "frobnicate", "--bogus schema --dump", "schema", "schema A B", "schema --dump X",
+                           "schema --weird", "--module"}) {
+    CommandResult r = qdifc(args);
+    EXPECT_EQ(r.status, 2) << "qdifc " << args << "\n" << r.out;
+    EXPECT_NE(r.out.find("usage:"), std::string::npos) << args;
+  }
+  for (const char* args : {"--help", "help", "schema --help"}) {
+    CommandResult r = qdifc(args);
+    EXPECT_EQ(r.status, 0) << args;
+    EXPECT_NE(r.out.find("usage:"), std::string::npos) << args;
+  }
+}
+
+TEST(Qdifc, AWrongModuleIsAClearError) {
+  CommandResult r = qdifc("--module /nonexistent/lib.so schema --dump");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.out.find("cannot load the module /nonexistent/lib.so"), std::string::npos) << r.out;
+}

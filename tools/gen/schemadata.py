@@ -1,0 +1,354 @@
+"""Reader of the schema data files under schema/<schema>/.
+
+Every file has the same line grammar:
+
+    # a comment line
+    <keyword> <fields ...>          a record
+      <keyword> <fields ...>        an indented sub-record of the record above it
+
+Fields are separated by single blanks. Where a field is a type string (which has
+blanks of its own, "list [1:?] of IFCVALUE"), it is the rest of the line, less any
+trailing marks the record's keyword defines. Records keep the order of the file,
+and that order is the order of creation in the dictionary.
+
+The reader checks what a file can get wrong by itself (unknown keywords, missing
+fields, duplicate names, a supertype that comes later) and raises DataError with
+the file and line. Cross-checks against the whole schema are done by check_model().
+"""
+
+from __future__ import annotations
+
+import os
+import re
+from dataclasses import dataclass, field
+from typing import Dict, List, Optional
+
+
+class DataError(Exception):
+    def __init__(self, path: str, line: int, message: str):
+        super().__init__(f"{path}:{line}: {message}")
+        self.path, self.line, self.message = path, line, message
+
+
+PRIMITIVES = ("integer", "real", "string", "logical", "boolean", "binary")
+UNSET = "?"
+
+
+@dataclass
+class Line:
+    path: str
+    number: int
+    keyword: str
+    rest: str                       # everything after the keyword
+    subs: List["Line"] = field(default_factory=list)
+
+    def error(self, message: str) -> DataError:
+        return DataError(self.path, self.number, message)
+
+    def fields(self, count: Optional[int] = None, at_least: Optional[int] = None) -> List[str]:
+        parts = self.rest.split(" ") if self.rest else []
+        if count is not None and len(parts) != count:
+            raise self.error(f"'{self.keyword}' takes {count} fields, found {len(parts)}")
+        if at_least is not None and len(parts) < at_least:
+            raise self.error(f"'{self.keyword}' takes at least {at_least} fields, found {len(parts)}")
+        return parts
+
+
+def read_lines(path: str) -> List[Line]:
+    """Records of a file, each with its indented sub-records."""
+    records: List[Line] = []
+    with open(path, encoding="utf-8") as f:
+        for number, raw in enumerate(f, 1):
+            text = raw.rstrip("\n").rstrip()
+            stripped = text.lstrip(" ")
+            if not stripped or stripped.startswith("#"):
+                continue
+            if "\t" in text:
+                raise DataError(path, number, "tabs are not used in data files; indent with blanks")
+            if "  " in stripped:
+                raise DataError(path, number, "fields are separated by single blanks")
+            keyword, _, rest = stripped.partition(" ")
+            line = Line(path, number, keyword, rest)
+            if text.startswith(" "):
+                if not records:
+                    raise line.error("an indented sub-record needs a record above it")
+                records[-1].subs.append(line)
+            else:
+                records.append(line)
+    return records
+
+
+# ---- the schema's facts ----
+
+@dataclass
+class BuiltIn:
+    key: str
+    fixed: bool
+    width: int
+
+
+@dataclass
+class DefinedType:
+    name: str
+    underlying: str
+
+
+@dataclass
+class Enumeration:
+    name: str                       # mixed case, the class-side spelling
+    enumerators: List[str]          # the class side, in number order
+    dictionary: Optional[List[str]] # the dictionary's literals; None: not in the dictionary
+
+    @property
+    def key(self) -> str:
+        return self.name.lower()
+
+
+@dataclass
+class Select:
+    name: str
+    members: List[str]              # the dictionary's members, in capitals
+    subs: List[Line] = field(default_factory=list)
+
+
+@dataclass
+class Aggregate:
+    key: str                        # the dictionary key: the name of a named aggregate, else the whole text
+    kind: str                       # list, set, array
+    lower: Optional[int]            # None: unset
+    upper: Optional[int]
+    element: str                    # the text after the first " of "
+    named: bool
+
+
+@dataclass
+class Attribute:
+    kind: str                       # explicit, derived, inverse
+    name: str
+    type: str = ""                  # explicit and derived: the type string
+    optional: bool = False          # explicit: OPTIONAL in the file's parameter list
+    redeclares: str = ""            # derived: the supertype whose attribute it redeclares
+    target: str = ""                # inverse: target entity in lower case ("" for none)
+    lower: Optional[int] = None     # inverse bounds; None: unset
+    upper: Optional[int] = None
+    inverts: str = ""               # inverse: the target's attribute
+
+
+@dataclass
+class Entity:
+    name: str
+    supertype: Optional[str]
+    attributes: List[Attribute] = field(default_factory=list)
+
+    @property
+    def key(self) -> str:
+        return self.name.upper()
+
+
+@dataclass
+class Schema:
+    builtins: List[BuiltIn] = field(default_factory=list)
+    defined: List[DefinedType] = field(default_factory=list)
+    enumerations: List[Enumeration] = field(default_factory=list)
+    entities: List[Entity] = field(default_factory=list)
+    selects: List[Select] = field(default_factory=list)
+    aggregates: List[Aggregate] = field(default_factory=list)
+
+    def dictionary_enumerations(self) -> List[Enumeration]:
+        return [e for e in self.enumerations if e.dictionary is not None]
+
+
+_BOUNDS = re.compile(r"^(list|set|array|bag) \[([^:\]]+):([^\]]+)\] of (.+)$")
+_INVERSE_BOUNDS = re.compile(r"^\[([0-9]+|\?):([0-9]+|\?)\]$")
+_NAME = re.compile(r"^[A-Za-z][A-Za-z0-9_]*$")
+
+
+def parse_bound(text: str) -> Optional[int]:
+    """A number, or None for '?' and for a bound the schema computes (a name)."""
+    return int(text) if text.isdigit() else None
+
+
+def parse_aggregate_text(text: str) -> Optional[tuple]:
+    m = _BOUNDS.match(text)
+    if not m:
+        return None
+    kind, lower, upper, element = m.groups()
+    return kind, parse_bound(lower), parse_bound(upper), element
+
+
+def _name(line: Line, text: str, what: str) -> str:
+    if not _NAME.match(text):
+        raise line.error(f"'{text}' is not a valid {what} name")
+    return text
+
+
+def _strip_mark(text: str, mark: str) -> tuple:
+    if text.endswith(" " + mark):
+        return text[: -len(mark) - 1], True
+    return text, False
+
+
+def read_builtins(path: str) -> List[BuiltIn]:
+    out = []
+    for line in read_lines(path):
+        if line.keyword != "builtin":
+            raise line.error(f"unknown record '{line.keyword}'")
+        key, fixed, width = line.fields(3)
+        if fixed not in ("fixed", "unfixed") or not width.isdigit():
+            raise line.error("expected: builtin <key> fixed|unfixed <width>")
+        out.append(BuiltIn(key, fixed == "fixed", int(width)))
+    return out
+
+
+def read_defined(path: str) -> List[DefinedType]:
+    out = []
+    for line in read_lines(path):
+        if line.keyword != "defined":
+            raise line.error(f"unknown record '{line.keyword}'")
+        name, underlying = line.fields(2)
+        out.append(DefinedType(_name(line, name, "type"), underlying))
+    return out
+
+
+def read_enumerations(path: str) -> List[Enumeration]:
+    out = []
+    for line in read_lines(path):
+        if line.keyword != "enum":
+            raise line.error(f"unknown record '{line.keyword}'")
+        parts = line.fields(at_least=2)
+        name = _name(line, parts[0], "enumeration")
+        enumerators = parts[1:]
+        dictionary: Optional[List[str]] = list(enumerators)
+        for sub in line.subs:
+            if sub.keyword != "dictionary":
+                raise sub.error(f"unknown sub-record '{sub.keyword}' of an enumeration")
+            literals = sub.fields(at_least=1)
+            dictionary = None if literals == ["none"] else literals
+        out.append(Enumeration(name, enumerators, dictionary))
+    return out
+
+
+def read_selects(path: str) -> List[Select]:
+    out = []
+    for line in read_lines(path):
+        if line.keyword != "select":
+            raise line.error(f"unknown record '{line.keyword}'")
+        parts = line.fields(at_least=2)
+        out.append(Select(_name(line, parts[0], "select"), parts[1:], line.subs))
+    return out
+
+
+def read_aggregates(path: str) -> List[Aggregate]:
+    out = []
+    for line in read_lines(path):
+        if line.keyword != "aggregate":
+            raise line.error(f"unknown record '{line.keyword}'")
+        text, named, key = line.rest, False, line.rest
+        if " = " in line.rest:
+            key, text = line.rest.split(" = ", 1)
+            named = True
+            _name(line, key, "aggregate")
+        parsed = parse_aggregate_text(text)
+        if not parsed:
+            raise line.error(f"'{text}' is not an aggregate: <list|set|array> [<lower>:<upper>] of <element>")
+        kind, lower, upper, element = parsed
+        out.append(Aggregate(key, kind, lower, upper, element, named))
+    return out
+
+
+def _read_attribute(sub: Line) -> Attribute:
+    if sub.keyword == "attr":
+        name, _, type_text = sub.rest.partition(" ")
+        type_text, optional = _strip_mark(type_text, "opt")
+        if not type_text:
+            raise sub.error("expected: attr <Name> <type> [opt]")
+        return Attribute("explicit", _name(sub, name, "attribute"), type=type_text, optional=optional)
+    if sub.keyword == "derived":
+        name, _, type_text = sub.rest.partition(" ")
+        redeclares = ""
+        if " redeclares " in type_text:
+            type_text, redeclares = type_text.rsplit(" redeclares ", 1)
+            _name(sub, redeclares, "entity")
+        if not type_text:
+            raise sub.error("expected: derived <Name> <type> [redeclares <Entity>]")
+        return Attribute("derived", _name(sub, name, "attribute"), type=type_text, redeclares=redeclares)
+    if sub.keyword == "inverse":
+        name, target, bounds, inverts = sub.fields(4)
+        m = _INVERSE_BOUNDS.match(bounds)
+        if not m:
+            raise sub.error(f"'{bounds}' is not a bound pair such as [0:?]")
+        return Attribute("inverse", _name(sub, name, "attribute"), target="" if target == "-" else target,
+                         lower=parse_bound(m.group(1)), upper=parse_bound(m.group(2)), inverts=inverts)
+    raise sub.error(f"unknown sub-record '{sub.keyword}' of an entity")
+
+
+def read_entities(path: str) -> List[Entity]:
+    out: List[Entity] = []
+    seen: Dict[str, Entity] = {}
+    for line in read_lines(path):
+        if line.keyword != "entity":
+            raise line.error(f"unknown record '{line.keyword}'")
+        parts = line.fields()
+        if len(parts) == 1:
+            name, supertype = parts[0], None
+        elif len(parts) == 3 and parts[1] == ":":
+            name, supertype = parts[0], parts[2]
+        else:
+            raise line.error("expected: entity <Name> [: <Supertype>]")
+        _name(line, name, "entity")
+        if name.upper() in seen:
+            raise line.error(f"entity {name} is defined twice")
+        if supertype is not None and supertype.upper() not in seen:
+            raise line.error(f"the supertype {supertype} of {name} must come before it")
+        entity = Entity(name, supertype, [_read_attribute(sub) for sub in line.subs])
+        order = {"explicit": 0, "derived": 1, "inverse": 2}
+        kinds = [order[a.kind] for a in entity.attributes]
+        if kinds != sorted(kinds):
+            raise line.error(f"attributes of {name} must be explicit, then derived, then inverse")
+        seen[name.upper()] = entity
+        out.append(entity)
+    return out
+
+
+FILES = {
+    "builtins": ("builtins.txt", read_builtins),
+    "defined": ("defined.txt", read_defined),
+    "enumerations": ("enumerations.txt", read_enumerations),
+    "entities": ("entities.txt", read_entities),
+    "selects": ("selects.txt", read_selects),
+    "aggregates": ("aggregates.txt", read_aggregates),
+}
+
+
+def read_schema(directory: str) -> Schema:
+    schema = Schema()
+    for attr, (filename, reader) in FILES.items():
+        path = os.path.join(directory, filename)
+        if os.path.exists(path):
+            setattr(schema, attr, reader(path))
+    check_model(schema, directory)
+    return schema
+
+
+def check_model(schema: Schema, directory: str = "") -> None:
+    """Checks that hold across files: names unique without regard to case."""
+    seen: Dict[str, str] = {}
+
+    def claim(name: str, what: str) -> None:
+        key = name.lower()
+        if key in seen:
+            raise DataError(directory, 0, f"{what} '{name}' has the name of {seen[key]}")
+        seen[key] = f"{what} '{name}'"
+
+    for b in schema.builtins:
+        claim(b.key, "built-in type")
+    for d in schema.defined:
+        claim(d.name, "defined type")
+    for e in schema.dictionary_enumerations():
+        claim(e.name, "enumeration")
+    for e in schema.entities:
+        claim(e.name, "entity")
+    for s in schema.selects:
+        claim(s.name, "select")
+    for a in schema.aggregates:
+        claim(a.key, "aggregate")

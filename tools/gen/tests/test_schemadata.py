@@ -1,0 +1,185 @@
+"""The data-file reader and the phase emitter."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import textwrap
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+GEN = os.path.dirname(HERE)
+sys.path.insert(0, GEN)
+
+import genifc  # noqa: E402
+import schemadata  # noqa: E402
+
+
+def write_schema(files):
+    folder = tempfile.mkdtemp(prefix="schemadata-")
+    for name, text in files.items():
+        with open(os.path.join(folder, name), "w", encoding="utf-8") as f:
+            f.write(textwrap.dedent(text).lstrip("\n"))
+    return folder
+
+
+SAMPLE = {
+    "builtins.txt": """
+        # a comment
+        builtin string(22)fixed fixed 22
+        builtin binary(32) unfixed 32
+        """,
+    "defined.txt": """
+        defined IfcPositiveLengthMeasure ifclengthmeasure
+        defined IfcLengthMeasure real
+        """,
+    "enumerations.txt": """
+        enum IfcNullStyle NULL
+          dictionary NULL);
+        enum IfcPreferredSurfaceCurveRepresentation CURVE3D PCURVE_S1 PCURVE_S2
+          dictionary none
+        enum IfcActionTypeEnum PERMANENT_G VARIABLE_Q EXTRAORDINARY_A USERDEFINED NOTDEFINED
+        """,
+    "entities.txt": """
+        entity IfcRoot
+          attr GlobalId IFCGLOBALLYUNIQUEID
+          attr Name IFCLABEL opt
+          attr Points list [1:?] of list [2:2] of IFCLENGTHMEASURE opt
+          inverse Nests ifcrelnests [0:1] RelatedObjects
+        entity IfcEdge : IfcRoot
+          attr EdgeStart IFCROOT
+        entity IfcOrientedEdge : IfcEdge
+          derived ifcedge_edgestart IFCROOT redeclares IfcEdge
+          derived Dim IFCDIMENSIONCOUNT
+          inverse ToSet - [?:?] MaterialLayers
+        """,
+    "selects.txt": """
+        select IfcShell IFCCLOSEDSHELL IFCOPENSHELL
+        """,
+    "aggregates.txt": """
+        aggregate IfcArcIndex = list [3:3] of IfcPositiveInteger
+        aggregate array [0:UUpper] of array [0:VUpper] of IfcReal
+        aggregate set [1:?] of IfcWorkTime
+        """,
+}
+
+
+class ReaderTest(unittest.TestCase):
+    def setUp(self):
+        self.schema = schemadata.read_schema(write_schema(SAMPLE))
+
+    def test_every_kind_of_record(self):
+        s = self.schema
+        self.assertEqual([(b.key, b.fixed, b.width) for b in s.builtins],
+                         [("string(22)fixed", True, 22), ("binary(32)", False, 32)])
+        self.assertEqual(s.defined[0].underlying, "ifclengthmeasure")
+        self.assertEqual(s.selects[0].members, ["IFCCLOSEDSHELL", "IFCOPENSHELL"])
+
+    def test_enumerations_keep_both_sides(self):
+        null, preferred, action = self.schema.enumerations
+        self.assertEqual(null.enumerators, ["NULL"])
+        self.assertEqual(null.dictionary, ["NULL);"])
+        self.assertIsNone(preferred.dictionary)
+        self.assertEqual(action.dictionary, action.enumerators)
+        self.assertEqual(action.key, "ifcactiontypeenum")
+        self.assertEqual([e.name for e in self.schema.dictionary_enumerations()], ["IfcNullStyle", "IfcActionTypeEnum"])
+
+    def test_attributes(self):
+        root, edge, oriented = self.schema.entities
+        self.assertIsNone(root.supertype)
+        self.assertEqual(oriented.supertype, "IfcEdge")
+        gid, name, points, nests = root.attributes
+        self.assertEqual((gid.type, gid.optional), ("IFCGLOBALLYUNIQUEID", False))
+        self.assertEqual((name.type, name.optional), ("IFCLABEL", True))
+        self.assertEqual(points.type, "list [1:?] of list [2:2] of IFCLENGTHMEASURE")
+        self.assertTrue(points.optional)
+        self.assertEqual((nests.kind, nests.target, nests.lower, nests.upper, nests.inverts),
+                         ("inverse", "ifcrelnests", 0, 1, "RelatedObjects"))
+        redeclared, plain, single = oriented.attributes
+        self.assertEqual((redeclared.kind, redeclared.type, redeclared.redeclares), ("derived", "IFCROOT", "IfcEdge"))
+        self.assertEqual(plain.redeclares, "")
+        self.assertEqual((single.target, single.lower, single.upper), ("", None, None))
+
+    def test_aggregates_parse_their_key(self):
+        named, nested, open_set = self.schema.aggregates
+        self.assertEqual((named.key, named.kind, named.lower, named.upper, named.element, named.named),
+                         ("IfcArcIndex", "list", 3, 3, "IfcPositiveInteger", True))
+        # The element is everything after the first " of "; a computed bound is unset.
+        self.assertEqual(nested.element, "array [0:VUpper] of IfcReal")
+        self.assertEqual((nested.lower, nested.upper), (0, None))
+        self.assertEqual(nested.key, "array [0:UUpper] of array [0:VUpper] of IfcReal")
+        self.assertEqual((open_set.kind, open_set.lower, open_set.upper), ("set", 1, None))
+
+
+class ErrorTest(unittest.TestCase):
+    def assertDataError(self, files, fragment, line=None):
+        with self.assertRaises(schemadata.DataError) as ctx:
+            schemadata.read_schema(write_schema(files))
+        self.assertIn(fragment, str(ctx.exception))
+        if line is not None:
+            self.assertEqual(ctx.exception.line, line)
+
+    def test_errors_name_the_file_and_line(self):
+        self.assertDataError({"entities.txt": "entity IfcA\nentity IfcB : IfcC\n"}, "must come before", line=2)
+        self.assertDataError({"entities.txt": "entity IfcA\nentity IFCA\n"}, "defined twice", line=2)
+        self.assertDataError({"entities.txt": "entity IfcA\n  inverse X y [0:n] Z\n"}, "bound pair", line=2)
+        self.assertDataError({"entities.txt": "entity IfcA\n  inverse X y [0:?] Z\n  attr B IFCLABEL\n"},
+                             "explicit, then derived, then inverse")
+        self.assertDataError({"entities.txt": "entity IfcA\n  widget X\n"}, "unknown sub-record")
+        self.assertDataError({"defined.txt": "defined IfcA\treal\n"}, "tabs")
+        self.assertDataError({"defined.txt": "defined IfcA  real\n"}, "single blanks")
+        self.assertDataError({"aggregates.txt": "aggregate list of IfcA\n"}, "is not an aggregate")
+        self.assertDataError({"builtins.txt": "builtin x maybe 3\n"}, "fixed|unfixed")
+        self.assertDataError({"selects.txt": "# no record yet\n  select IfcA IFCB\n"}, "record above it")
+
+    def test_names_are_unique_across_files_without_case(self):
+        self.assertDataError({"defined.txt": "defined IfcThing real\n", "entities.txt": "entity IFCTHING\n"},
+                             "has the name of")
+
+
+class EmitterTest(unittest.TestCase):
+    def test_phases_are_one_call_per_fact_in_file_order(self):
+        text = genifc.emit_phases(schemadata.read_schema(write_schema(SAMPLE)))
+        self.assertIn('defineBuiltInStringType("string(22)fixed", true, 22);', text)
+        self.assertLess(text.index('"string(22)fixed"'), text.index('"binary(32)"'))
+        self.assertIn('defineSimpleType("IfcPositiveLengthMeasure", "ifclengthmeasure");', text)
+        self.assertIn('phase.define("ifcnullstyle", {"NULL);"});', text)
+        self.assertNotIn("ifcpreferredsurfacecurverepresentation", text)
+        self.assertIn('defineAggregateType("IfcArcIndex", QdIfcAggregationType::kList, 3, 3, '
+                      '"IfcPositiveInteger", true);', text)
+        self.assertIn('defineAggregateType("array [0:UUpper] of array [0:VUpper] of IfcReal", '
+                      'QdIfcAggregationType::kArray, 0, kUnsetBound, "array [0:VUpper] of IfcReal", false);', text)
+        for phase in ("initBuiltInTypes", "initDefinedTypes", "initEnumerationTypes", "initEntityTypes",
+                      "initSelectTypes", "initAggregateTypes"):
+            self.assertIn(f"void QdIFC4SchemaBuilder::{phase}()", text)
+
+    def test_c_strings_escape_what_they_must(self):
+        self.assertEqual(genifc.c_string('a"b\\c'), '"a\\"b\\\\c"')
+        self.assertEqual(genifc.c_string("\xff"), '"\\xFF"')
+
+    def test_command_line_lists_then_writes_only_changes(self):
+        folder = write_schema(SAMPLE)
+        out = tempfile.mkdtemp(prefix="genout-")
+        script = os.path.join(GEN, "genifc.py")
+        listed = subprocess.run([sys.executable, script, "--schema", folder, "--out", out, "--list-outputs"],
+                                check=True, capture_output=True, text=True).stdout.split()
+        self.assertTrue(listed)
+        self.assertFalse(any(os.path.exists(p) for p in listed), "listing writes nothing")
+        subprocess.run([sys.executable, script, "--schema", folder, "--out", out], check=True)
+        stamps = {p: os.stat(p).st_mtime_ns for p in listed}
+        subprocess.run([sys.executable, script, "--schema", folder, "--out", out], check=True)
+        self.assertEqual(stamps, {p: os.stat(p).st_mtime_ns for p in listed}, "unchanged files are not rewritten")
+        bad = write_schema({"entities.txt": "entity IfcA : IfcB\n"})
+        r = subprocess.run([sys.executable, script, "--schema", bad, "--out", out], capture_output=True, text=True)
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("entities.txt:1:", r.stderr)
+
+
+class ProjectDataTest(unittest.TestCase):
+    def test_the_projects_own_data_reads_cleanly(self):
+        schema = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "schema", "ifc4"))
+        self.assertEqual([b.key for b in schema.builtins], ["string(22)fixed", "binary(32)"])
+
+
+if __name__ == "__main__":
+    unittest.main()
