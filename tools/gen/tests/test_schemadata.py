@@ -176,9 +176,60 @@ class EmitterTest(unittest.TestCase):
 
 
 class ProjectDataTest(unittest.TestCase):
-    def test_the_projects_own_data_reads_cleanly(self):
-        schema = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "schema", "ifc4"))
-        self.assertEqual([b.key for b in schema.builtins], ["string(22)fixed", "binary(32)"])
+    """The project's own IFC4 data against the counts the schema is known to have."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.s = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "schema", "ifc4"))
+
+    def test_types(self):
+        s = self.s
+        self.assertEqual([b.key for b in s.builtins], ["string(22)fixed", "binary(32)"])
+        self.assertEqual(len(s.defined), 125)
+        self.assertEqual([d.name for d in s.defined[:5]], ["IfcCardinalPointReference",
+                         "IfcModulusOfLinearSubgradeReactionMeasure", "IfcDate", "IfcLanguageId",
+                         "IfcLinearForceMeasure"])
+        self.assertEqual(len(s.enumerations), 207)
+        dictionary = s.dictionary_enumerations()
+        self.assertEqual(len(dictionary), 206)
+        self.assertEqual(sum(len(e.dictionary) for e in dictionary), 1624)
+        self.assertEqual(len(s.selects), 60)
+        self.assertEqual(sum(len(x.members) for x in s.selects), 270)
+        self.assertEqual(len(s.aggregates), 245)
+        self.assertEqual([a.key for a in s.aggregates if a.named], ["IfcArcIndex", "IfcLineIndex",
+                         "IfcPropertySetDefinitionSet", "IfcComplexNumber", "IfcCompoundPlaneAngleMeasure"])
+        anonymous = [a.key for a in s.aggregates if not a.named]
+        self.assertEqual(anonymous, sorted(anonymous), "anonymous aggregates stand in byte order")
+
+    def test_entities_and_attributes(self):
+        entities = self.s.entities
+        self.assertEqual(len(entities), 776)
+        self.assertEqual(sum(1 for e in entities if e.supertype is None), 59)
+        attrs = [a for e in entities for a in e.attributes]
+        kinds = [a.kind for a in attrs]
+        self.assertEqual((kinds.count("explicit"), kinds.count("derived"), kinds.count("inverse")), (1491, 62, 153))
+        self.assertEqual(sum(1 for a in attrs if a.redeclares), 8)
+        self.assertEqual(sum(1 for a in attrs if a.kind == "inverse" and not a.target), 5)
+        self.assertEqual(sum(1 for e in entities if not e.attributes), 103)
+        self.assertEqual(max(entities, key=lambda e: len(e.attributes)).name, "IfcDocumentInformation")
+
+    def test_every_name_resolves_but_the_one_known_gap(self):
+        s = self.s
+        known = {n.lower() for n in schemadata.PRIMITIVES}
+        known |= {d.name.lower() for d in s.defined} | {e.key for e in s.dictionary_enumerations()}
+        known |= {e.name.lower() for e in s.entities} | {x.name.lower() for x in s.selects}
+        known |= {a.key.lower() for a in s.aggregates}
+        missing = set()
+        for e in s.entities:
+            for a in e.attributes:
+                if a.kind != "inverse" and a.type.lower() not in known:
+                    missing.add(a.type)
+        for x in s.selects:
+            missing |= {m for m in x.members if m.lower() not in known}
+        for a in s.aggregates:
+            if a.element.lower() not in known:
+                missing.add(a.element)
+        self.assertEqual(missing, {"IFCPREFERREDSURFACECURVEREPRESENTATION"})
 
 
 if __name__ == "__main__":
