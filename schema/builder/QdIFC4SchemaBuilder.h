@@ -10,6 +10,9 @@ class QdIFC4SchemaBuilder : public QD_SDAI::QdIfcSchemaBuilder {
       : QdIfcSchemaBuilder(schema, name) {}
   ~QdIFC4SchemaBuilder() override;
 
+  // The entity phase is long; its generated code is split into functions that take it.
+  using EntityPhase = QdIfcSchemaBuilder::EntityPhase;
+
  protected:
   // The phases, in their fixed order.
   void defineSchema() override;

@@ -65,12 +65,6 @@ def emit_phases(schema: schemadata.Schema) -> str:
         out.append(f"  phase.define({c_string(e.key)}, {{{literals}}});")
     out.append("}\n")
 
-    out.append("void QdIFC4SchemaBuilder::initEntityTypes() {")
-    out.append("}\n")
-
-    out.append("void QdIFC4SchemaBuilder::initSelectTypes() {")
-    out.append("}\n")
-
     out.append("void QdIFC4SchemaBuilder::initAggregateTypes() {")
     for a in schema.aggregates:
         kind = "QdIfcAggregationType::" + AGGREGATE_KIND[a.kind]
@@ -80,9 +74,163 @@ def emit_phases(schema: schemadata.Schema) -> str:
     return "\n".join(out) + "\n"
 
 
+ENTITY_CHUNKS = 8
+INT_UNSET = "Consts::QdIntUnset"
+
+
+def chain(schema: schemadata.Schema, entity: schemadata.Entity) -> List[str]:
+    """Supertypes from the root down to the direct supertype."""
+    by_name = {e.name: e for e in schema.entities}
+    out: List[str] = []
+    current = entity
+    while current.supertype:
+        out.insert(0, current.supertype)
+        current = by_name[current.supertype]
+    return out
+
+
+def emit_entity_header(entity: schemadata.Entity) -> str:
+    base = entity.supertype or "QD_SDAI::QdIfcEntityBase"
+    include = (f'#include <QdIfc4/entities/{entity.supertype}.h>' if entity.supertype
+               else "#include <QdIfcCore/QdIfcEntityBase.h>")
+    n = entity.name
+    return f"""{HEADER}#pragma once
+
+#include <QdIfc4/Export.h>
+{include}
+
+namespace IFC4 {{
+
+class QDIFC4_API {n} : public {base} {{
+ public:
+  static QD_SDAI::QdIfcEntityType* g_pEntityType;
+  // Makes a default-constructed instance; given to the dictionary as the factory.
+  static QD_SDAI::QdIfcEntityBase* create();
+
+  {n}();
+  {n}(const {n}& other);
+  {n}& operator=(const {n}& other);
+  ~{n}() override;
+
+  QD_SDAI::QdIfcEntityType* getInstanceType() const override;
+  bool isInstanceOf(const QD_SDAI::QdIfcEntityType* type) const override;
+  bool isInstanceOf(const char* name) const override;
+  bool isKindOf(const QD_SDAI::QdIfcEntityType* type) const override;
+  bool isKindOf(const char* name) const override;
+}};
+
+}}  // namespace IFC4
+"""
+
+
+def emit_entity_source(schema: schemadata.Schema, entity: schemadata.Entity) -> str:
+    n = entity.name
+    base = entity.supertype or "QD_SDAI::QdIfcEntityBase"
+    # Own type first, then the root, then down the tree to the direct supertype.
+    types = ["g_pEntityType"] + [f"{t}::g_pEntityType" for t in chain(schema, entity)]
+    by_pointer = " ||\n         ".join(f"type == {t}" for t in types)
+    by_name = " ||\n         ".join(f"detail::sameTypeName(name, {t})" for t in types)
+    return f"""
+// ---- {n} ----
+
+QD_SDAI::QdIfcEntityType* {n}::g_pEntityType = nullptr;
+QD_SDAI::QdIfcEntityBase* {n}::create() {{ return new {n}(); }}
+{n}::{n}() = default;
+{n}::{n}(const {n}& other) : {base}(other) {{}}
+{n}& {n}::operator=(const {n}& other) {{
+  {base}::operator=(other);
+  return *this;
+}}
+{n}::~{n}() = default;
+QD_SDAI::QdIfcEntityType* {n}::getInstanceType() const {{ return g_pEntityType; }}
+bool {n}::isInstanceOf(const QD_SDAI::QdIfcEntityType* type) const {{ return type == g_pEntityType; }}
+bool {n}::isInstanceOf(const char* name) const {{ return name && detail::sameTypeName(name, g_pEntityType); }}
+bool {n}::isKindOf(const QD_SDAI::QdIfcEntityType* type) const {{
+  return type && ({by_pointer});
+}}
+bool {n}::isKindOf(const char* name) const {{
+  return name && ({by_name});
+}}
+"""
+
+
+def emit_entity_sources(schema: schemadata.Schema) -> Dict[str, str]:
+    files: Dict[str, str] = {}
+    entities = schema.entities
+    size = max(1, -(-len(entities) // ENTITY_CHUNKS))
+    for k in range(ENTITY_CHUNKS):
+        part = entities[k * size:(k + 1) * size]
+        includes = "".join(f"#include <QdIfc4/entities/{e.name}.h>\n" for e in part)
+        body = "".join(emit_entity_source(schema, e) for e in part)
+        files[f"Entities_{k}.cpp"] = (f'{HEADER}#include "EntityFrame.h"\n{includes}\nnamespace IFC4 {{\n{body}\n'
+                                      f"}}  // namespace IFC4\n")
+    return files
+
+
+def emit_selects_header(schema: schemadata.Schema) -> str:
+    out = [HEADER, "#pragma once\n", "#include <QdIfc4/Export.h>", "#include <QdIfcCore/Dictionary.h>\n",
+           "namespace IFC4 {\n",
+           "// The select classes' tie to the dictionary: sType points to the select's wrapper.",
+           "// Their values and operations come with the select class family.\n"]
+    for x in schema.selects:
+        out.append(f"class QDIFC4_API {x.name} {{\n public:\n  static QD_SDAI::QdIfcNameType* sType;\n}};\n")
+    out.append("}  // namespace IFC4")
+    return "\n".join(out) + "\n"
+
+
+def emit_type_phases(schema: schemadata.Schema) -> str:
+    """The entity and select phases, which tie the dictionary to the classes."""
+    out = [HEADER, '#include "QdIFC4SchemaBuilder.h"', '#include "EntityFrame.h"', "#include <QdIfc4/Entities.h>",
+           "#include <QdIfc4/Selects.h>", "#include <QdIfcCore/Consts.h>\n", "using namespace QD_SDAI;\n"]
+    for x in schema.selects:
+        out.append(f"QD_SDAI::QdIfcNameType* IFC4::{x.name}::sType = nullptr;")
+    chunks = [schema.entities[i:i + 100] for i in range(0, len(schema.entities), 100)]
+    out.append("\nnamespace {")
+    for k, part in enumerate(chunks):
+        out.append(f"\nvoid defineEntities{k}(QdIFC4SchemaBuilder::EntityPhase& phase) {{")
+        for e in part:
+            super_slot = f"IFC4::{e.supertype}::g_pEntityType" if e.supertype else "nullptr"
+            out.append(f"  phase.begin({c_string(e.key)}, {c_string(e.name)}, &IFC4::{e.name}::create, "
+                       f"&IFC4::detail::noProperties, IFC4::{e.name}::g_pEntityType, {super_slot});")
+            for a in e.attributes:
+                if a.kind == "explicit":
+                    out.append(f"  phase.explicitAttribute({c_string(a.name)}, {c_string(a.type)});")
+                elif a.kind == "derived":
+                    out.append(f"  phase.derivedAttribute({c_string(a.name)}, {c_string(a.type)}, "
+                               f"{c_string(a.redeclares)});")
+                else:
+                    lo = INT_UNSET if a.lower is None else str(a.lower)
+                    hi = INT_UNSET if a.upper is None else str(a.upper)
+                    out.append(f"  phase.inverseAttribute({c_string(a.name)}, {lo}, {hi}, {c_string(a.target)}, "
+                               f"{c_string(a.inverts)});")
+            out.append("  phase.end();")
+        out.append("}")
+    out.append("\n}  // namespace\n")
+    out.append("void QdIFC4SchemaBuilder::initEntityTypes() {")
+    out.append("  EntityPhase phase(*this);")
+    for k in range(len(chunks)):
+        out.append(f"  defineEntities{k}(phase);")
+    out.append("}\n")
+    out.append("void QdIFC4SchemaBuilder::initSelectTypes() {")
+    if schema.selects:
+        out.append("  SelectPhase phase(*this);")
+    for x in schema.selects:
+        members = ", ".join(c_string(m) for m in x.members)
+        out.append(f"  phase.define({c_string(x.name)}, {{{members}}}, IFC4::{x.name}::sType);")
+    out.append("}")
+    return "\n".join(out) + "\n"
+
+
 def outputs(schema: schemadata.Schema) -> Dict[str, str]:
     """File name (relative to --out) to its text."""
-    return {"SchemaPhases.cpp": emit_phases(schema)}
+    files = {"SchemaPhases.cpp": emit_phases(schema), "TypePhases.cpp": emit_type_phases(schema),
+             "include/QdIfc4/Selects.h": emit_selects_header(schema),
+             "include/QdIfc4/Entities.h": HEADER + "#pragma once\n\n" + "".join(
+                 f"#include <QdIfc4/entities/{e.name}.h>\n" for e in schema.entities)}
+    for e in schema.entities:
+        files[f"include/QdIfc4/entities/{e.name}.h"] = emit_entity_header(e)
+    files.update(emit_entity_sources(schema))
+    return files
 
 
 def write_if_changed(path: str, text: str) -> None:

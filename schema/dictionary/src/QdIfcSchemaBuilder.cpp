@@ -165,3 +165,63 @@ void QdIfcSchemaBuilder::EnumerationPhase::define(const char* lowerName, std::in
 }
 
 }  // namespace QD_SDAI
+
+namespace QD_SDAI {
+
+void QdIfcSchemaBuilder::EntityPhase::begin(const char* capsName, const char* schemaName, QdIfcEntityFactory factory,
+                                            QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot,
+                                            const QdIfcEntityType* supertype) {
+  m_entity = QdIfcEntityType::createEntityType(m_builder.mSchema, capsName, true, factory, propertyBuilder, slot,
+                                               supertype);
+  m_schemaName = schemaName;
+}
+
+void QdIfcSchemaBuilder::EntityPhase::explicitAttribute(const char* name, const char* type) {
+  auto* definition = new QdIfcExplicitAttributeDefinition(name, nullptr, false);
+  m_builder.mPendingExplicitAttributes[definition] = type;
+  m_entity->appendAttribute(definition);
+}
+
+void QdIfcSchemaBuilder::EntityPhase::derivedAttribute(const char* name, const char* type, const char* redeclares) {
+  auto* definition = new QdIfcDerivedAttributeDefinition(name, nullptr, nullptr);
+  QdDerivedAttributeInfo& info = m_builder.mPendingDerivedAttributes[definition];
+  info.type = type;
+  info.redeclares = redeclares;
+  info.flag = true;
+  m_entity->appendAttribute(definition);
+}
+
+void QdIfcSchemaBuilder::EntityPhase::inverseAttribute(const char* name, int lower, int upper, const char* target,
+                                                       const char* attribute) {
+  auto* definition = new QdIfcInverseAttributeDefinition(name, m_entity, nullptr, nullptr, lower, upper, false);
+  QdInverseAttributeInfo& info = m_builder.mPendingInverseAttributes[definition];
+  info.target = target;
+  info.attribute = attribute;
+  m_entity->appendAttribute(definition);
+}
+
+void QdIfcSchemaBuilder::EntityPhase::end() {
+  auto* typeCode = new QdTypeCode(kQdTypeEntity);
+  m_any << m_schemaName;
+  typeCode->appendParameter(m_any);
+  m_entity->type(typeCode);
+  m_builder.mEntityTypes->putAt(m_entity->typeName(), m_entity);
+  m_entity = nullptr;
+}
+
+void QdIfcSchemaBuilder::SelectPhase::define(const char* name, std::initializer_list<const char*> members,
+                                             QdIfcNameType*& slot) {
+  auto* typeCode = new QdTypeCode(kQdTypeSelect);
+  m_any << name;
+  typeCode->appendParameter(m_any);
+  m_members.setPhysicalLength(static_cast<int>(members.size()));
+  for (const char* member : members) m_members.append(QdAnsiString(member));
+  auto* select = new QdIfcSelectType(typeCode);
+  auto* wrapper = new QdIfcDefinedType(name, select, true);
+  m_builder.mNameTypes->putAt(name, wrapper);
+  m_builder.mPendingSelectTypes[select] = m_members;
+  slot = wrapper;
+  m_members.setLogicalLength(0);
+}
+
+}  // namespace QD_SDAI

@@ -149,9 +149,30 @@ class EmitterTest(unittest.TestCase):
                       '"IfcPositiveInteger", true);', text)
         self.assertIn('defineAggregateType("array [0:UUpper] of array [0:VUpper] of IfcReal", '
                       'QdIfcAggregationType::kArray, 0, kUnsetBound, "array [0:VUpper] of IfcReal", false);', text)
+        schema = schemadata.read_schema(write_schema(SAMPLE))
+        types = genifc.emit_type_phases(schema)
         for phase in ("initBuiltInTypes", "initDefinedTypes", "initEnumerationTypes", "initEntityTypes",
                       "initSelectTypes", "initAggregateTypes"):
-            self.assertIn(f"void QdIFC4SchemaBuilder::{phase}()", text)
+            self.assertIn(f"void QdIFC4SchemaBuilder::{phase}()", text + types)
+        # Entities: created with the supertype's slot as it stands, attributes in order, then closed.
+        self.assertIn('phase.begin("IFCORIENTEDEDGE", "IfcOrientedEdge", &IFC4::IfcOrientedEdge::create, '
+                      '&IFC4::detail::noProperties, IFC4::IfcOrientedEdge::g_pEntityType, '
+                      'IFC4::IfcEdge::g_pEntityType);', types)
+        self.assertIn('phase.derivedAttribute("ifcedge_edgestart", "IFCROOT", "IfcEdge");', types)
+        self.assertIn('phase.inverseAttribute("ToSet", Consts::QdIntUnset, Consts::QdIntUnset, "", '
+                      '"MaterialLayers");', types)
+        self.assertIn('phase.inverseAttribute("Nests", 0, 1, "ifcrelnests", "RelatedObjects");', types)
+        self.assertLess(types.index('"GlobalId"'), types.index('"Name"'))
+        self.assertIn('phase.define("IfcShell", {"IFCCLOSEDSHELL", "IFCOPENSHELL"}, IFC4::IfcShell::sType);', types)
+
+    def test_kind_chain_is_own_type_then_root_down(self):
+        schema = schemadata.read_schema(write_schema(SAMPLE))
+        source = genifc.emit_entity_source(schema, schema.entities[2])
+        chain = source[source.index("IfcOrientedEdge::isKindOf(const QD_SDAI::QdIfcEntityType* type)"):]
+        chain = chain[:chain.index("}")]
+        self.assertEqual([p.strip() for p in chain.split("return type && (")[1].rstrip(");\n ").split("||")],
+                         ["type == g_pEntityType", "type == IfcRoot::g_pEntityType",
+                          "type == IfcEdge::g_pEntityType"])
 
     def test_c_strings_escape_what_they_must(self):
         self.assertEqual(genifc.c_string('a"b\\c'), '"a\\"b\\\\c"')

@@ -78,6 +78,41 @@ class QDIFCCORE_API QdIfcSchemaBuilder {
     std::list<QdAnsiString> m_literals;
   };
 
+  // The entity phase: begin() creates an entity type, the attribute calls append its
+  // own attributes in order, end() gives it its type code and puts it in the table.
+  class QDIFCCORE_API EntityPhase {
+   public:
+    explicit EntityPhase(QdIfcSchemaBuilder& builder) : m_builder(builder) {}
+    void begin(const char* capsName, const char* schemaName, QdIfcEntityFactory factory,
+               QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot, const QdIfcEntityType* supertype);
+    void explicitAttribute(const char* name, const char* type);
+    // redeclares: the supertype whose attribute this one redeclares, or the empty text.
+    void derivedAttribute(const char* name, const char* type, const char* redeclares);
+    // Bounds as plain numbers, Consts::QdIntUnset where unset; target in lower case, may be empty.
+    void inverseAttribute(const char* name, int lower, int upper, const char* target, const char* attribute);
+    void end();
+
+   private:
+    QdIfcSchemaBuilder& m_builder;
+    QdAny m_any;
+    QdIfcEntityType* m_entity = nullptr;
+    const char* m_schemaName = nullptr;
+  };
+
+  // The select phase: one QdAny and one member array serve every select.
+  class QDIFCCORE_API SelectPhase {
+   public:
+    explicit SelectPhase(QdIfcSchemaBuilder& builder) : m_builder(builder) { m_members.setGrowLength(8); }
+    // A type code of kind 14, the select type, its wrapper under the name, the
+    // member names left pending, and the wrapper stored in the select class's slot.
+    void define(const char* name, std::initializer_list<const char*> members, QdIfcNameType*& slot);
+
+   private:
+    QdIfcSchemaBuilder& m_builder;
+    QdAny m_any;
+    QdIfcArray<QdAnsiString> m_members;
+  };
+
   QdIfcSchema* mSchema;
   Dictionary* mEntityTypes;
   Dictionary* mNameTypes;
