@@ -1,4 +1,5 @@
 // Start and stop of the IFC4 schema module.
+#include <QdIfc4/EnumCompanions.h>
 #include <QdIfc4/Module.h>
 
 #include <QdIfcCore/Dictionary.h>
@@ -30,7 +31,9 @@ class QdIfcModuleLifeCycleApp final : public QdModuleLifeCycleApp {
       delete g_pSchema;
       g_pSchema = nullptr;
     }
-    // Value descriptors of the module's own types are released here once they exist.
+    // The schema goes first: what it owns may refer to descriptors while it dies.
+    // Select and aggregate descriptors are released before these once they exist.
+    IFC4::detail::releaseEnumerationDescriptors();
   }
 };
 

@@ -137,3 +137,48 @@ TEST(Qdifc, AWrongModuleIsAClearError) {
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.out.find("cannot load the module /nonexistent/lib.so"), std::string::npos) << r.out;
 }
+
+TEST(Qdifc, DescribesAnEntityASelectAndAnEnumeration) {
+  CommandResult wall = qdifc("schema ifcwall");
+  ASSERT_EQ(wall.status, 0) << wall.out;
+  std::vector<std::string> w = lines(wall.out);
+  ASSERT_GE(w.size(), 3u);
+  EXPECT_EQ(w[0], "entity IfcWall (IFCWALL)");
+  EXPECT_EQ(w[1], "  supertypes: IfcRoot > IfcObjectDefinition > IfcObject > IfcProduct > IfcElement > "
+                  "IfcBuildingElement");
+  // The position of one attribute's line in the list; w.size() if it is not listed.
+  auto at = [&w](const std::string& name) {
+    size_t i = 0;
+    while (i < w.size() && w[i].rfind("    " + name + " : ", 0) != 0) ++i;
+    return i;
+  };
+  // Inherited attributes carry their owner and come root first; the own one is last and unmarked.
+  size_t globalId = at("GlobalId"), decomposedBy = at("IsDecomposedBy"), tag = at("Tag");
+  ASSERT_LT(tag, w.size());
+  EXPECT_LT(globalId, decomposedBy);
+  EXPECT_LT(decomposedBy, tag);
+  EXPECT_NE(w[globalId].find("[explicit]  (from IfcRoot)"), std::string::npos) << w[globalId];
+  EXPECT_NE(w[decomposedBy].find("[inverse of IFCRELAGGREGATES.RelatingObject, 0..?]  (from IfcObjectDefinition)"),
+            std::string::npos)
+      << w[decomposedBy];
+  EXPECT_NE(w[tag].find("(from IfcElement)"), std::string::npos) << w[tag];
+  EXPECT_EQ(w.back(), "    PredefinedType : ifcwalltypeenum  [explicit]");
+
+  CommandResult shell = qdifc("schema IFCSHELL");
+  ASSERT_EQ(shell.status, 0) << shell.out;
+  EXPECT_EQ(lines(shell.out),
+            (std::vector<std::string>{"select IfcShell (2 members)", "  IFCCLOSEDSHELL", "  IFCOPENSHELL"}));
+
+  CommandResult wallType = qdifc("schema IfcWallTypeEnum");
+  ASSERT_EQ(wallType.status, 0) << wallType.out;
+  std::vector<std::string> expected{"enumeration ifcwalltypeenum (11 literals)"};
+  for (const char* literal : {"MOVABLE", "PARAPET", "PARTITIONING", "PLUMBINGWALL", "SHEAR", "SOLIDWALL", "STANDARD",
+                              "POLYGONAL", "ELEMENTEDWALL", "USERDEFINED", "NOTDEFINED"})
+    expected.push_back(std::string("  .") + literal + ".");
+  EXPECT_EQ(lines(wallType.out), expected);
+
+  // An enumeration that the entity classes know but the dictionary does not hold.
+  CommandResult unknown = qdifc("schema IfcPreferredSurfaceCurveRepresentation");
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.out, "qdifc: no type named 'IfcPreferredSurfaceCurveRepresentation' in IFC4\n");
+}

@@ -221,10 +221,57 @@ def emit_type_phases(schema: schemadata.Schema) -> str:
     return "\n".join(out) + "\n"
 
 
+def emit_enumerations_header(schema: schemadata.Schema) -> str:
+    out = [HEADER, "#pragma once\n", "#include <QdIfc4/EnumValue.h>", "#include <QdIfc4/Export.h>",
+           "#include <QdIfcCore/QdIfcVariant.h>\n", "namespace IFC4 {\n"]
+    for e in schema.enumerations:
+        n = e.name
+        values = [f"k{n}_{lit} = {i}" for i, lit in enumerate(e.enumerators)]
+        values.append(f"k{n}_UNSET = {len(e.enumerators)}")
+        out.append(f"enum : int {{ {', '.join(values)} }};")
+        out.append(f"class QDIFC4_API {n} : public QdIfcEnumValue<{n}, {len(e.enumerators)}> {{\n public:\n"
+                   f"  using QdIfcEnumValue::QdIfcEnumValue;\n}};\n")
+    out.append("}  // namespace IFC4\n")
+    out.append("// The descriptor of each enumeration, made on first use.")
+    for e in schema.enumerations:
+        out.append(f"QDIFC_DECLARE_VARIANT_TYPE(QDIFC4_API, IFC4::{e.name})")
+    return "\n".join(out) + "\n"
+
+
+def emit_enumeration_tables_header(schema: schemadata.Schema) -> str:
+    out = [HEADER, "#pragma once\n", "#include <QdIfc4/EnumCompanions.h>", "#include <QdIfc4/Enumerations.h>\n",
+           "namespace IFC4::detail {\n"]
+    for e in schema.enumerations:
+        out.append(f"template <> QDIFC4_API const EnumTable EnumTraits<{e.name}>::table;")
+    out.append("\n}  // namespace IFC4::detail")
+    return "\n".join(out) + "\n"
+
+
+def emit_enumeration_tables(schema: schemadata.Schema) -> str:
+    out = [HEADER, "#include <QdIfc4/EnumerationTables.h>\n", "namespace IFC4::detail {\n", "namespace {"]
+    for e in schema.enumerations:
+        literals = ", ".join(c_string(lit) for lit in e.enumerators)
+        out.append(f"const char* const k{e.name}Literals[] = {{{literals}}};")
+    out.append("}  // namespace\n")
+    for e in schema.enumerations:
+        out.append(f"template <> const EnumTable EnumTraits<{e.name}>::table = "
+                   f"{{{c_string(e.name)}, L\"IFC4::{e.name}\", k{e.name}Literals, {len(e.enumerators)}}};")
+    out.append("\nvoid releaseEnumerationDescriptors() noexcept {")
+    for e in schema.enumerations:
+        out.append(f"  QD_SDAI::QdIfcVariantType::Desc<{e.name}>::release();")
+    out.append("}\n\n}  // namespace IFC4::detail\n")
+    for e in schema.enumerations:
+        out.append(f"QDIFC_DEFINE_VARIANT_TYPE_WITH(locked, IFC4::{e.name}, new QdIfcVariantTypeEnum<IFC4::{e.name}>)")
+    return "\n".join(out) + "\n"
+
+
 def outputs(schema: schemadata.Schema) -> Dict[str, str]:
     """File name (relative to --out) to its text."""
     files = {"SchemaPhases.cpp": emit_phases(schema), "TypePhases.cpp": emit_type_phases(schema),
              "include/QdIfc4/Selects.h": emit_selects_header(schema),
+             "include/QdIfc4/Enumerations.h": emit_enumerations_header(schema),
+             "include/QdIfc4/EnumerationTables.h": emit_enumeration_tables_header(schema),
+             "EnumerationTables.cpp": emit_enumeration_tables(schema),
              "include/QdIfc4/Entities.h": HEADER + "#pragma once\n\n" + "".join(
                  f"#include <QdIfc4/entities/{e.name}.h>\n" for e in schema.entities)}
     for e in schema.entities:

@@ -138,6 +138,14 @@ class QdIfcArray {
     m_data[i] = std::move(copy);
   }
 
+  // Equal when both hold equal elements in the same order.
+  friend bool operator==(const QdIfcArray& a, const QdIfcArray& b) {
+    if (a.m_logical != b.m_logical) return false;
+    for (int i = 0; i < a.m_logical; ++i)
+      if (!(a.m_data[i] == b.m_data[i])) return false;
+    return true;
+  }
+
   void removeAt(int i) {
     if (i < 0 || i >= m_logical) return;
     for (int k = i; k + 1 < m_logical; ++k) m_data[k] = std::move(m_data[k + 1]);

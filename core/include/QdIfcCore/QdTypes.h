@@ -53,6 +53,7 @@ class QdIfcBoolean {
   constexpr bool isTrue() const noexcept { return m_value == True; }
   constexpr operator Value() const noexcept { return value(); }
   friend constexpr bool operator==(QdIfcBoolean a, QdIfcBoolean b) noexcept { return a.m_value == b.m_value; }
+  friend constexpr bool operator==(QdIfcBoolean a, Value b) noexcept { return a.m_value == b; }
 
  private:
   int32_t m_value = Unset;
@@ -69,6 +70,7 @@ class QdIfcLogical {
   constexpr bool isSet() const noexcept { return m_value >= False && m_value <= Unknown; }
   constexpr operator Value() const noexcept { return value(); }
   friend constexpr bool operator==(QdIfcLogical a, QdIfcLogical b) noexcept { return a.m_value == b.m_value; }
+  friend constexpr bool operator==(QdIfcLogical a, Value b) noexcept { return a.m_value == b; }
 
  private:
   int32_t m_value = Unset;
