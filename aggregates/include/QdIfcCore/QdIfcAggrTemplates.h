@@ -1,0 +1,972 @@
+// The generic aggregates: SET, LIST and ARRAY of an element type T, their bounded
+// and compound forms, the shared Dummy of each class, and their iterators.
+//
+// Storage is contiguous: lists and arrays keep their elements in a vector, sets in
+// a sorted vector without duplicates. A 3D point's coordinates or a polyloop's
+// handles then cost one block instead of one node per element, sets of handles read
+// in file order append at the end, and walks are linear in memory. Iterators keep an
+// index, and their own insertions and removals keep it on the same element.
+#pragma once
+
+#include <QdIfcCore/Consts.h>
+#include <QdIfcCore/QdIfcAggr.h>
+#include <QdIfcCore/QdIfcArray.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <type_traits>
+#include <vector>
+
+namespace QD_SDAI {
+
+class QdIfcSelect;
+
+template <class T>
+class QdIfcListAggr;
+template <class T>
+class QdIfcArrayAggr;
+template <class T>
+class QdIfcSetAggr;
+
+namespace detail {
+
+// What an aggregate needs to know of its element type: the unset constant that
+// getAt reports as "no value", and whether iterators hand elements out by pointer.
+template <class T>
+struct AggrElement {
+  static constexpr bool kByPointer = std::is_class_v<T> && std::is_base_of_v<QdIfcSelect, T>;
+  static const T& unset() {
+    static const T value{};
+    return value;
+  }
+  static bool equal(const T& a, const T& b) { return a == b; }
+};
+template <>
+struct AggrElement<int> {
+  static constexpr bool kByPointer = false;
+  static const int& unset() {
+    static const int value = Consts::QdIntUnset;
+    return value;
+  }
+  static bool equal(int a, int b) { return a == b; }
+};
+template <>
+struct AggrElement<QdAnsiString> {
+  static constexpr bool kByPointer = false;
+  static const QdAnsiString& unset() {
+    static const QdAnsiString value(Consts::QdStringUnset);
+    return value;
+  }
+  static bool equal(const QdAnsiString& a, const QdAnsiString& b) { return a.compare(b) == 0; }
+};
+
+// A variant to an element, seeded with the unset constant.
+template <class T>
+bool elementFromVariant(const QdIfcVariant& v, T& out) {
+  out = AggrElement<T>::unset();
+  return v.getValue(out);
+}
+
+// The element as an iterator hands it out: selects by pointer into the container,
+// everything else by value.
+template <class T>
+void elementToVariant(const T& e, QdIfcVariant& out) {
+  if constexpr (AggrElement<T>::kByPointer)
+    out = QdIfcVariant(const_cast<T*>(&e));
+  else
+    out = QdIfcVariant(e);
+}
+
+// Index of e in a sorted vector, and whether it is there.
+template <class T>
+std::pair<size_t, bool> sortedFind(const std::vector<T>& v, const T& e) {
+  auto it = std::lower_bound(v.begin(), v.end(), e);
+  return {static_cast<size_t>(it - v.begin()), it != v.end() && !(e < *it)};
+}
+
+// Inserts e in order unless present; the index where it stands and whether it was
+// inserted. Elements arriving in ascending order append in constant time.
+template <class T>
+std::pair<size_t, bool> sortedInsert(std::vector<T>& v, const T& e) {
+  if (v.empty() || v.back() < e) {
+    v.push_back(e);
+    return {v.size() - 1, true};
+  }
+  auto [i, present] = sortedFind(v, e);
+  if (present) return {i, false};
+  v.insert(v.begin() + static_cast<std::ptrdiff_t>(i), e);
+  return {i, true};
+}
+
+}  // namespace detail
+
+// ---- iterators ---------------------------------------------------------------------
+
+// Read-write walk of a list or an array.
+template <class T>
+class QdIfcAggrIteratorImp : public QdIfcAggrIterator {
+ public:
+  QdIfcAggrIteratorImp(QdIfcAggrImp* imp, std::vector<T>* container) noexcept
+      : m_imp(imp), m_container(container) {}
+
+  void rewind() override {
+    m_pos = 0;
+    m_beforeFirst = false;
+  }
+  bool isEnd() const override { return m_pos >= size(); }
+  bool next() override {
+    if (m_beforeFirst) {
+      m_beforeFirst = false;
+      return !isEnd();
+    }
+    if (isEnd()) return false;
+    ++m_pos;
+    return !isEnd();
+  }
+  int previous() override {
+    if (m_pos != 0) {
+      --m_pos;
+      return 0;
+    }
+    if (m_beforeFirst) return 490;
+    m_beforeFirst = true;
+    return 0;
+  }
+  bool getValue(QdIfcVariant& out) const override {
+    if (m_beforeFirst || isEnd()) return false;
+    detail::elementToVariant((*m_container)[m_pos], out);
+    return true;
+  }
+  int setValue(const QdIfcVariant& value) override {
+    if (m_container->empty() || isEnd()) return 400;
+    T e;
+    if (!detail::elementFromVariant(value, e)) return 440;
+    replaceCurrent(e);
+    return 0;
+  }
+  int insertBeforePrevious(const QdIfcVariant& value) override {
+    T e;
+    if (!detail::elementFromVariant(value, e)) return 390;
+    // One back; from the first element that is the end, as in a ring.
+    m_pos = m_pos == 0 ? size() : m_pos - 1;
+    insertAt(m_pos, e);
+    ++m_pos;
+    return 0;
+  }
+  int insertBeforeCurrent(const QdIfcVariant& value) override {
+    T e;
+    if (!detail::elementFromVariant(value, e)) return 390;
+    insertAt(m_pos, e);
+    ++m_pos;
+    return 0;
+  }
+  bool removeCurrent() override {
+    if (isEnd() || m_beforeFirst) return false;
+    eraseAt(m_pos);
+    return true;
+  }
+  void toEnd() override {
+    m_pos = size();
+    m_beforeFirst = false;
+  }
+  void toFirst() override {
+    m_pos = 0;
+    m_beforeFirst = true;
+  }
+  int newAggrReplacing(QdIfcAggr*&) override { return 500; }
+  int newAggrBefore(QdIfcAggr*&) override { return 500; }
+  int newAggrAfter(QdIfcAggr*&) override { return 500; }
+  int count() const override { return static_cast<int>(m_container->size()); }
+
+ protected:
+  size_t size() const { return m_container->size(); }
+  virtual void replaceCurrent(const T& e) { (*m_container)[m_pos] = e; }
+  void insertAt(size_t i, const T& e) {
+    if (i > size()) i = size();
+    m_container->insert(m_container->begin() + static_cast<std::ptrdiff_t>(i), e);
+  }
+  virtual void eraseAt(size_t i) { m_container->erase(m_container->begin() + static_cast<std::ptrdiff_t>(i)); }
+
+  QdIfcAggrImp* m_imp;
+  std::vector<T>* m_container;
+  size_t m_pos = 0;
+  bool m_beforeFirst = true;
+};
+
+// Read-only walk of any aggregate.
+template <class T>
+class QdIfcAggrConstIteratorImp : public QdIfcAggrConstIterator {
+ public:
+  QdIfcAggrConstIteratorImp(const QdIfcAggrImp* imp, const std::vector<T>* container) noexcept
+      : m_imp(imp), m_container(container) {}
+
+  void rewind() override { m_beforeFirst = false; }
+  bool isEnd() const override { return m_pos >= m_container->size(); }
+  bool next() override {
+    if (m_beforeFirst) {
+      m_beforeFirst = false;
+      return true;
+    }
+    if (isEnd()) return false;
+    ++m_pos;
+    return true;
+  }
+  bool getValue(QdIfcVariant& out) const override {
+    if (m_beforeFirst || isEnd()) return false;
+    detail::elementToVariant((*m_container)[m_pos], out);
+    return true;
+  }
+  void toEnd() override {
+    m_pos = m_container->size();
+    m_beforeFirst = false;
+  }
+  void toFirst() override {
+    m_pos = 0;
+    m_beforeFirst = true;
+  }
+  int count() const override { return static_cast<int>(m_container->size()); }
+  const void* currentElement() const override { return m_container->data() + m_pos; }
+
+ protected:
+  const QdIfcAggrImp* m_imp;
+  const std::vector<T>* m_container;
+  size_t m_pos = 0;
+  bool m_beforeFirst = true;
+};
+
+// Read-write walk of a set. Writes insert by value: the position is only a hint, and
+// it stays on its element.
+template <class T>
+class QdIfcAggrSetInteratorImp : public QdIfcAggrIteratorImp<T> {
+  using Base = QdIfcAggrIteratorImp<T>;
+
+ public:
+  using Base::Base;
+  int setValue(const QdIfcVariant& value) override {
+    T e;
+    if (!detail::elementFromVariant(value, e)) return 390;
+    insert(e);
+    return 0;
+  }
+  int insertBeforePrevious(const QdIfcVariant& value) override {
+    T e;
+    if (!detail::elementFromVariant(value, e)) return 390;
+    this->m_pos = this->m_pos == 0 ? this->size() : this->m_pos - 1;
+    insert(e);
+    return 0;
+  }
+  int insertBeforeCurrent(const QdIfcVariant& value) override {
+    T e;
+    if (!detail::elementFromVariant(value, e)) return 390;
+    insert(e);
+    return 380;
+  }
+
+ private:
+  void insert(const T& e) {
+    auto [i, inserted] = detail::sortedInsert(*this->m_container, e);
+    if (inserted && i <= this->m_pos) ++this->m_pos;
+  }
+};
+
+template <class T>
+class QdIfcAggrSetConstIteratorImp : public QdIfcAggrConstIteratorImp<T> {
+ public:
+  using QdIfcAggrConstIteratorImp<T>::QdIfcAggrConstIteratorImp;
+};
+
+// ---- typed implementation interfaces ------------------------------------------------
+
+template <class T>
+class QdIfcOrderedAggr::QdIfcOrderedAggrImp : public QdIfcAggrImp, public IOrderedManipulator {
+ public:
+  virtual T& at(int i) = 0;
+  virtual int replaceAt(int i, const T& e) = 0;
+  virtual const T& at(int i) const = 0;
+  virtual void assign(const QdIfcArray<T>& a) = 0;
+  virtual void exportTo(QdIfcArray<T>& a) const = 0;
+  virtual bool containsValue(const T& e) const = 0;
+  virtual int createAggrAt(int i, QdIfcAggr*& out) = 0;
+  virtual const std::vector<T>& items() const = 0;
+
+  int checkIndex(int i, int& out) const override {
+    out = i;
+    return 0;
+  }
+  IOrderedManipulator* orderedManipulator() override { return this; }
+  IUnorderdManiplator* unorderedManipulator() override { return nullptr; }
+  const IOrderedManipulator* orderedManipulator() const override { return this; }
+  const IUnorderdManiplator* unorderedManipulator() const override { return nullptr; }
+  const QdIfcVariantType& elementType() const override { return QdIfcVariantType::Desc<T>::value(); }
+
+ protected:
+  QdIfcOrderedAggrImp(int lower, int upper) noexcept : m_lower(lower), m_upper(upper) {}
+  int32_t m_lower;
+  int32_t m_upper;
+};
+
+template <class T>
+class QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp : public QdIfcAggrImp, public IUnorderdManiplator {
+ public:
+  virtual int add(const T& e) = 0;
+  virtual int remove(const T& e) = 0;
+  virtual void assign(const QdIfcArray<T>& a) = 0;
+  virtual void exportTo(QdIfcArray<T>& a) const = 0;
+  virtual bool containsValue(const T& e) const = 0;
+  virtual const std::vector<T>& items() const = 0;
+
+  IOrderedManipulator* orderedManipulator() override { return nullptr; }
+  IUnorderdManiplator* unorderedManipulator() override { return this; }
+  const IOrderedManipulator* orderedManipulator() const override { return nullptr; }
+  const IUnorderdManiplator* unorderedManipulator() const override { return this; }
+  const QdIfcVariantType& elementType() const override { return QdIfcVariantType::Desc<T>::value(); }
+
+ protected:
+  QdIfcUnorderedAggrImp(int lower, int upper) noexcept : m_lower(lower), m_upper(upper) {}
+  int32_t m_lower;
+  int32_t m_upper;
+};
+
+// ---- the Dummy ----------------------------------------------------------------------
+
+// The implementation of every nil aggregate of one class: no data, so one object
+// serves them all. K: 1 array, 2 list, 3 set. O: 0 ordered, 1 unordered.
+template <class T, class Imp, int K, int O>
+class QdIfcAggrImpDummy final : public QdIfcAggrImp, public IOrderedManipulator, public IUnorderdManiplator {
+ public:
+  static QdIfcAggrImpDummy& instance() {
+    static QdIfcAggrImpDummy dummy;
+    return dummy;
+  }
+
+  QdIfcAggrIterator* createIterator(QdIfcAggr*) override { return nullptr; }
+  QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr*) const override { return nullptr; }
+  int aggrKind() const override { return K; }
+  int aggrOrder() const override { return O; }
+  void clearAll() override {}
+  int count() const override { return 0; }
+  int lowerIndex() const override { return 0; }
+  int upperIndex() const override { return 0; }
+  bool containsVariant(const QdIfcVariant&) const override { return false; }
+  IOrderedManipulator* orderedManipulator() override { return this; }
+  IUnorderdManiplator* unorderedManipulator() override { return this; }
+  const IOrderedManipulator* orderedManipulator() const override { return this; }
+  const IUnorderdManiplator* unorderedManipulator() const override { return this; }
+  const QdIfcVariantType& elementType() const override { return QdIfcVariantType::Desc<T>::value(); }
+  QdIfcAggrImp* createEmptyImp() const override { return new Imp(); }
+  QdIfcAggrImp* cloneImp() const override { return const_cast<QdIfcAggrImpDummy*>(this); }
+  QdIfcAggrImp* dummyImp() const override { return const_cast<QdIfcAggrImpDummy*>(this); }
+  QdIfcAggr* createHandle(QdIfcAggrImp* imp) const override { return Imp::newHandle(imp); }
+
+  int getAt(int, QdIfcVariant&) const override { return 2; }
+  int putAt(int, const QdIfcVariant&) override { return 2; }
+  int removeAt(int) override { return 2; }
+  int insertAggrAt(int, QdIfcAggr*&) override { return 2; }
+  int checkIndex(int, int& out) const override {
+    out = 0;
+    return 0;
+  }
+  int addVariant(const QdIfcVariant&) override { return 2; }
+  int removeVariant(const QdIfcVariant&) override { return 2; }
+
+ private:
+  QdIfcAggrImpDummy() = default;
+};
+
+namespace detail {
+
+// What differs between classes of one family: how to make an empty one, a copy, the
+// Dummy and a handle. Self is the most derived implementation, Handle its handle.
+template <class Base, class Self, class Handle>
+class AggrImpFrame : public Base {
+ public:
+  using Base::Base;
+  static QdIfcAggr* newHandle(QdIfcAggrImp* imp) { return new Handle(imp, typename Handle::AdoptTag{}); }
+  QdIfcAggrImp* createEmptyImp() const override { return new Self(); }
+  QdIfcAggrImp* cloneImp() const override { return new Self(static_cast<const Self&>(*this)); }
+  QdIfcAggrImp* dummyImp() const override { return &Handle::Dummy::instance(); }
+  QdIfcAggr* createHandle(QdIfcAggrImp* imp) const override { return newHandle(imp); }
+};
+
+// LIST and ARRAY: a vector of T. The two differ in their index range, in replaceAt
+// (a list replaces, an array inserts in front) and in removeAt.
+template <class T, bool IsArray>
+class SequenceImp : public QdIfcOrderedAggr::QdIfcOrderedAggrImp<T> {
+  using Base = QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>;
+
+ public:
+  using Base::Base;
+
+  QdIfcAggrIterator* createIterator(QdIfcAggr* owner) override {
+    if (!owns(owner)) return nullptr;
+    return new QdIfcAggrIteratorImp<T>(this, &m_items);
+  }
+  QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr* owner) const override {
+    if (!owns(owner)) return nullptr;
+    return new QdIfcAggrConstIteratorImp<T>(this, &m_items);
+  }
+  int aggrKind() const override { return IsArray ? kAggrKindArray : kAggrKindList; }
+  int aggrOrder() const override { return 0; }
+  void clearAll() override { m_items.clear(); }
+  int count() const override { return static_cast<int>(m_items.size()); }
+  int lowerIndex() const override { return IsArray ? this->m_lower : 0; }
+  int upperIndex() const override { return IsArray ? this->m_upper : count(); }
+  bool containsVariant(const QdIfcVariant& value) const override {
+    T e;
+    return elementFromVariant(value, e) && containsValue(e);
+  }
+
+  T& at(int i) override {
+    const T& e = static_cast<const SequenceImp*>(this)->at(i);
+    if (&e != &AggrElement<T>::unset()) return const_cast<T&>(e);
+    // The end position has no element: hand out a scratch value, never the shared constant.
+    static thread_local T scratch;
+    scratch = AggrElement<T>::unset();
+    return scratch;
+  }
+  const T& at(int i) const override {
+    if (i < lowerIndex() || i > upperIndex()) qdIfcThrowIndexInvalid();
+    // Inside the range but past the contents (a list's end position): no value.
+    if (i < 0 || static_cast<size_t>(i) >= m_items.size()) return AggrElement<T>::unset();
+    return m_items[static_cast<size_t>(i)];
+  }
+  int replaceAt(int i, const T& e) override {
+    if (i < 0 || i >= count()) {
+      m_items.push_back(e);
+    } else if constexpr (IsArray) {
+      m_items.insert(m_items.begin() + i, e);
+    } else {
+      m_items[static_cast<size_t>(i)] = e;
+    }
+    return 0;
+  }
+  void assign(const QdIfcArray<T>& a) override { m_items.assign(a.begin(), a.end()); }
+  void exportTo(QdIfcArray<T>& a) const override {
+    int base = a.length();
+    if (a.physicalLength() < base + count()) a.setPhysicalLength(base + count());
+    for (const T& e : m_items) a.append(e);
+  }
+  bool containsValue(const T& e) const override {
+    for (const T& x : m_items)
+      if (AggrElement<T>::equal(x, e)) return true;
+    return false;
+  }
+  int createAggrAt(int, QdIfcAggr*&) override { return 2; }
+
+  int getAt(int i, QdIfcVariant& out) const override {
+    const T& e = at(i);
+    if (AggrElement<T>::equal(e, AggrElement<T>::unset())) return 2;
+    out = QdIfcVariant(e);
+    return 0;
+  }
+  int putAt(int i, const QdIfcVariant& value) override {
+    T e;
+    if (!elementFromVariant(value, e)) return 2;
+    return replaceAt(i, e);
+  }
+  int removeAt(int i) override {
+    if (i < lowerIndex() || i > upperIndex()) qdIfcThrowIndexInvalid();
+    if (i < 0 || i >= count()) return 3;
+    eraseAt(static_cast<size_t>(i));
+    return 0;
+  }
+  int insertAggrAt(int, QdIfcAggr*&) override { return 270; }
+  int checkIndex(int i, int& out) const override {
+    if (!IsArray && i > this->m_upper) return 470;
+    out = i;
+    return 0;
+  }
+
+  const std::vector<T>& items() const override { return m_items; }
+
+ protected:
+  virtual void eraseAt(size_t i) { m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(i)); }
+  bool owns(const QdIfcAggr* owner) const { return owner && owner->imp() == this; }
+
+  std::vector<T> m_items;
+};
+
+// SET: a sorted vector of unique T. upper -1 is no limit; a bounded set stops at
+// 65536 elements whatever its declared bounds, which stay with the dictionary.
+template <class T>
+class SetImp : public QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T> {
+  using Base = QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>;
+
+ public:
+  explicit SetImp(int upper) noexcept : Base(0, upper) {}
+
+  QdIfcAggrIterator* createIterator(QdIfcAggr* owner) override {
+    if (!owner || owner->imp() != this) return nullptr;
+    return new QdIfcAggrSetInteratorImp<T>(this, &m_items);
+  }
+  QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr* owner) const override {
+    if (!owner || owner->imp() != this) return nullptr;
+    return new QdIfcAggrSetConstIteratorImp<T>(this, &m_items);
+  }
+  int aggrKind() const override { return kAggrKindSet; }
+  int aggrOrder() const override { return 1; }
+  void clearAll() override { m_items.clear(); }
+  int count() const override { return static_cast<int>(m_items.size()); }
+  int lowerIndex() const override { return this->m_lower; }
+  int upperIndex() const override { return this->m_upper; }
+  bool containsVariant(const QdIfcVariant& value) const override {
+    T e;
+    return elementFromVariant(value, e) && containsValue(e);
+  }
+
+  int add(const T& e) override {
+    auto [i, present] = sortedFind(m_items, e);
+    if (present) return 0;
+    if (static_cast<uint64_t>(m_items.size()) >= static_cast<uint64_t>(static_cast<int64_t>(this->m_upper))) return 2;
+    m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(i), e);
+    return 0;
+  }
+  int remove(const T& e) override {
+    if (static_cast<uint64_t>(m_items.size()) <= static_cast<uint64_t>(static_cast<int64_t>(this->m_lower))) return 2;
+    auto [i, present] = sortedFind(m_items, e);
+    if (!present) return 2;
+    m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(i));
+    return 0;
+  }
+  void assign(const QdIfcArray<T>& a) override {
+    m_items.assign(a.begin(), a.end());
+    std::sort(m_items.begin(), m_items.end());
+    m_items.erase(std::unique(m_items.begin(), m_items.end(), [](const T& x, const T& y) { return !(x < y); }),
+                  m_items.end());
+  }
+  void exportTo(QdIfcArray<T>& a) const override {
+    int base = a.length();
+    if (a.physicalLength() < base + count()) a.setPhysicalLength(base + count());
+    for (const T& e : m_items) a.append(e);
+  }
+  bool containsValue(const T& e) const override { return sortedFind(m_items, e).second; }
+
+  int addVariant(const QdIfcVariant& value) override {
+    T e;
+    if (!elementFromVariant(value, e)) return 3;
+    return add(e);
+  }
+  int removeVariant(const QdIfcVariant& value) override {
+    T e;
+    if (!elementFromVariant(value, e)) return 3;
+    return remove(e);
+  }
+
+  const std::vector<T>& items() const override { return m_items; }
+
+ protected:
+  std::vector<T> m_items;
+};
+
+// Bounds of a bounded list: lists of selects and strings keep no upper bound.
+template <class T>
+constexpr bool kListKeepsUpper = std::is_arithmetic_v<T> || std::is_same_v<T, QdDbObjectId>;
+
+}  // namespace detail
+
+// ---- handles ------------------------------------------------------------------------
+
+// The typed operations every handle shares. A write to a nil aggregate makes it
+// empty first.
+template <class T, class Base, class TypedImp>
+class QdIfcTypedAggr : public Base {
+ public:
+  using value_type = T;
+  // Replaces the contents with the elements of a (a set sorts them and drops repeats).
+  void assign(const QdIfcArray<T>& a) {
+    if (this->isNil() && !this->createEmpty()) return;
+    typed()->assign(a);
+  }
+  // Appends the elements to a, in order; a nil or empty aggregate appends nothing.
+  bool exportTo(QdIfcArray<T>& a) const {
+    if (this->count() >= 1) typed()->exportTo(a);
+    return true;
+  }
+  bool containsValue(const T& e) const { return !this->isNil() && typed()->containsValue(e); }
+
+  // Ordered aggregates: a list replaces element i, an array inserts in front of it;
+  // both append when i is not an index of the contents.
+  int replaceAt(int i, const T& e)
+    requires std::is_same_v<Base, QdIfcOrderedAggr>
+  {
+    if (this->isNil() && !this->createEmpty()) return 2;
+    return typed()->replaceAt(i, e);
+  }
+  void append(const T& e)
+    requires std::is_same_v<Base, QdIfcOrderedAggr>
+  {
+    replaceAt(-1, e);
+  }
+  // The elements themselves, in order; empty when nil.
+  const std::vector<T>& items() const {
+    static const std::vector<T> none;
+    return this->isNil() ? none : typed()->items();
+  }
+
+ protected:
+  using Base::Base;
+  TypedImp* typed() const { return static_cast<TypedImp*>(this->m_imp); }
+};
+
+template <class T>
+class QdIfcListAggr : public QdIfcTypedAggr<T, QdIfcOrderedAggr, QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>> {
+  using Base = QdIfcTypedAggr<T, QdIfcOrderedAggr, QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>>;
+
+ public:
+  class QdIfcListAggrImp;
+  using Dummy = QdIfcAggrImpDummy<T, QdIfcListAggrImp, kAggrKindList, kAggrOrdered>;
+  struct AdoptTag {};
+
+  QdIfcListAggr() noexcept : Base(&Dummy::instance()) {}
+  QdIfcListAggr(QdIfcAggrImp* imp, AdoptTag) noexcept : Base(imp) {}
+  QdIfcListAggr(const QdIfcListAggr&) = default;
+  QdIfcListAggr& operator=(const QdIfcListAggr&) = default;
+
+  // Element i; throws 470 outside 0..count().
+  const T& at(int i) const { return this->isNil() ? atNil(i) : this->typed()->at(i); }
+  T& at(int i) {
+    if (this->isNil()) {
+      atNil(i);
+      this->createEmpty();
+    }
+    return this->typed()->at(i);
+  }
+
+ protected:
+  explicit QdIfcListAggr(QdIfcAggrImp* imp) noexcept : Base(imp) {}
+
+ private:
+  static const T& atNil(int i) {
+    if (i != 0) qdIfcThrowIndexInvalid();
+    return detail::AggrElement<T>::unset();
+  }
+};
+
+template <class T>
+class QdIfcListAggr<T>::QdIfcListAggrImp
+    : public detail::AggrImpFrame<detail::SequenceImp<T, false>, typename QdIfcListAggr<T>::QdIfcListAggrImp,
+                                  QdIfcListAggr<T>> {
+ public:
+  using Storage = detail::SequenceImp<T, false>;
+  QdIfcListAggrImp() noexcept : QdIfcListAggrImp(0, 65536) {}
+
+ protected:
+  QdIfcListAggrImp(int lower, int upper) noexcept
+      : detail::AggrImpFrame<Storage, QdIfcListAggrImp, QdIfcListAggr<T>>(lower, upper) {}
+};
+
+template <class T>
+class QdIfcArrayAggr : public QdIfcTypedAggr<T, QdIfcOrderedAggr, QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>> {
+  using Base = QdIfcTypedAggr<T, QdIfcOrderedAggr, QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>>;
+
+ public:
+  class QdIfcArrayAggrImp;
+  using Dummy = QdIfcAggrImpDummy<T, QdIfcArrayAggrImp, kAggrKindArray, kAggrOrdered>;
+  struct AdoptTag {};
+
+  QdIfcArrayAggr() noexcept : Base(&Dummy::instance()) {}
+  QdIfcArrayAggr(QdIfcAggrImp* imp, AdoptTag) noexcept : Base(imp) {}
+  QdIfcArrayAggr(const QdIfcArrayAggr&) = default;
+  QdIfcArrayAggr& operator=(const QdIfcArrayAggr&) = default;
+
+  const T& at(int i) const {
+    if (this->isNil()) qdIfcThrowIndexInvalid();
+    return this->typed()->at(i);
+  }
+  T& at(int i) {
+    if (this->isNil()) qdIfcThrowIndexInvalid();
+    return this->typed()->at(i);
+  }
+
+ protected:
+  explicit QdIfcArrayAggr(QdIfcAggrImp* imp) noexcept : Base(imp) {}
+};
+
+template <class T>
+class QdIfcArrayAggr<T>::QdIfcArrayAggrImp
+    : public detail::AggrImpFrame<detail::SequenceImp<T, true>, typename QdIfcArrayAggr<T>::QdIfcArrayAggrImp,
+                                  QdIfcArrayAggr<T>> {
+ public:
+  using Storage = detail::SequenceImp<T, true>;
+  QdIfcArrayAggrImp() noexcept : QdIfcArrayAggrImp(0, 65536) {}
+
+ protected:
+  QdIfcArrayAggrImp(int lower, int upper) noexcept
+      : detail::AggrImpFrame<Storage, QdIfcArrayAggrImp, QdIfcArrayAggr<T>>(lower, upper) {}
+};
+
+template <class T>
+class QdIfcSetAggr : public QdIfcTypedAggr<T, QdIfcUnOrderedAggr, QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>> {
+  using Base = QdIfcTypedAggr<T, QdIfcUnOrderedAggr, QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>>;
+
+ public:
+  class QdIfcSetAggrImp;
+  using Dummy = QdIfcAggrImpDummy<T, QdIfcSetAggrImp, kAggrKindSet, kAggrUnordered>;
+  struct AdoptTag {};
+
+  QdIfcSetAggr() noexcept : Base(&Dummy::instance()) {}
+  QdIfcSetAggr(QdIfcAggrImp* imp, AdoptTag) noexcept : Base(imp) {}
+  QdIfcSetAggr(const QdIfcSetAggr&) = default;
+  QdIfcSetAggr& operator=(const QdIfcSetAggr&) = default;
+
+  // 0 when e is in the set afterwards; 2 when the set is full.
+  int add(const T& e) {
+    if (this->isNil() && !this->createEmpty()) return 2;
+    return this->typed()->add(e);
+  }
+  // 0 when e was removed; 2 when it was not there.
+  int remove(const T& e) { return this->isNil() ? 2 : this->typed()->remove(e); }
+
+ protected:
+  explicit QdIfcSetAggr(QdIfcAggrImp* imp) noexcept : Base(imp) {}
+};
+
+template <class T>
+class QdIfcSetAggr<T>::QdIfcSetAggrImp
+    : public detail::AggrImpFrame<detail::SetImp<T>, typename QdIfcSetAggr<T>::QdIfcSetAggrImp, QdIfcSetAggr<T>> {
+ public:
+  using Storage = detail::SetImp<T>;
+  QdIfcSetAggrImp() noexcept : QdIfcSetAggrImp(-1) {}
+
+ protected:
+  explicit QdIfcSetAggrImp(int upper) noexcept
+      : detail::AggrImpFrame<Storage, QdIfcSetAggrImp, QdIfcSetAggr<T>>(upper) {}
+};
+
+// ---- bounded forms: a handle that adds nothing but its implementation class ----------
+
+template <class T, int L, int U>
+class QdIfcListAggrBounded : public QdIfcListAggr<T> {
+ public:
+  class QdIfcListAggrBoundedImp
+      : public detail::AggrImpFrame<typename QdIfcListAggr<T>::QdIfcListAggrImp, QdIfcListAggrBoundedImp,
+                                    QdIfcListAggrBounded> {
+   public:
+    QdIfcListAggrBoundedImp() noexcept
+        : detail::AggrImpFrame<typename QdIfcListAggr<T>::QdIfcListAggrImp, QdIfcListAggrBoundedImp,
+                               QdIfcListAggrBounded>(L, detail::kListKeepsUpper<T> ? U : 65536) {}
+  };
+  using Dummy = QdIfcAggrImpDummy<T, QdIfcListAggrBoundedImp, kAggrKindList, kAggrOrdered>;
+  using AdoptTag = typename QdIfcListAggr<T>::AdoptTag;
+
+  QdIfcListAggrBounded() noexcept : QdIfcListAggr<T>(&Dummy::instance()) {}
+  QdIfcListAggrBounded(QdIfcAggrImp* imp, AdoptTag) noexcept : QdIfcListAggr<T>(imp) {}
+  QdIfcListAggrBounded(const QdIfcListAggrBounded&) = default;
+  QdIfcListAggrBounded& operator=(const QdIfcListAggrBounded&) = default;
+};
+
+template <class T, int L, int U>
+class QdIfcArrayAggrBounded : public QdIfcArrayAggr<T> {
+ public:
+  class QdIfcArrayBoundedImp
+      : public detail::AggrImpFrame<typename QdIfcArrayAggr<T>::QdIfcArrayAggrImp, QdIfcArrayBoundedImp,
+                                    QdIfcArrayAggrBounded> {
+   public:
+    QdIfcArrayBoundedImp() noexcept
+        : detail::AggrImpFrame<typename QdIfcArrayAggr<T>::QdIfcArrayAggrImp, QdIfcArrayBoundedImp,
+                               QdIfcArrayAggrBounded>(L, U) {}
+  };
+  using Dummy = QdIfcAggrImpDummy<T, QdIfcArrayBoundedImp, kAggrKindArray, kAggrOrdered>;
+  using AdoptTag = typename QdIfcArrayAggr<T>::AdoptTag;
+
+  QdIfcArrayAggrBounded() noexcept : QdIfcArrayAggr<T>(&Dummy::instance()) {}
+  QdIfcArrayAggrBounded(QdIfcAggrImp* imp, AdoptTag) noexcept : QdIfcArrayAggr<T>(imp) {}
+  QdIfcArrayAggrBounded(const QdIfcArrayAggrBounded&) = default;
+  QdIfcArrayAggrBounded& operator=(const QdIfcArrayAggrBounded&) = default;
+};
+
+template <class T, int L, int U>
+class QdIfcSetAggrBounded : public QdIfcSetAggr<T> {
+ public:
+  class QdIfcSetAggrBoundedImp
+      : public detail::AggrImpFrame<typename QdIfcSetAggr<T>::QdIfcSetAggrImp, QdIfcSetAggrBoundedImp,
+                                    QdIfcSetAggrBounded> {
+   public:
+    QdIfcSetAggrBoundedImp() noexcept
+        : detail::AggrImpFrame<typename QdIfcSetAggr<T>::QdIfcSetAggrImp, QdIfcSetAggrBoundedImp,
+                               QdIfcSetAggrBounded>(65536) {}
+  };
+  using Dummy = QdIfcAggrImpDummy<T, QdIfcSetAggrBoundedImp, kAggrKindSet, kAggrUnordered>;
+  using AdoptTag = typename QdIfcSetAggr<T>::AdoptTag;
+
+  QdIfcSetAggrBounded() noexcept : QdIfcSetAggr<T>(&Dummy::instance()) {}
+  QdIfcSetAggrBounded(QdIfcAggrImp* imp, AdoptTag) noexcept : QdIfcSetAggr<T>(imp) {}
+  QdIfcSetAggrBounded(const QdIfcSetAggrBounded&) = default;
+  QdIfcSetAggrBounded& operator=(const QdIfcSetAggrBounded&) = default;
+};
+
+// ---- compound: a list of inner aggregates A, which it owns ----------------------------
+
+template <class A>
+class QdIfcAggrCompoundIteratorImp;
+template <class A>
+class QdIfcAggrCompoundConstIteratorImp;
+
+template <class A>
+class QdIfcListAggrCompound : public QdIfcListAggr<QdIfcAggr*> {
+ public:
+  class QdIfcListAggrCompoundImp;
+  using Dummy = QdIfcAggrImpDummy<QdIfcAggr*, QdIfcListAggrCompoundImp, kAggrKindList, kAggrOrdered>;
+  using AdoptTag = QdIfcListAggr<QdIfcAggr*>::AdoptTag;
+
+  QdIfcListAggrCompound() noexcept : QdIfcListAggr<QdIfcAggr*>(&Dummy::instance()) {}
+  QdIfcListAggrCompound(QdIfcAggrImp* imp, AdoptTag) noexcept : QdIfcListAggr<QdIfcAggr*>(imp) {}
+  QdIfcListAggrCompound(const QdIfcListAggrCompound&) = default;
+  QdIfcListAggrCompound& operator=(const QdIfcListAggrCompound&) = default;
+
+  // The inner aggregates, as their class.
+  A* inner(int i) const { return static_cast<A*>(items()[static_cast<size_t>(i)]); }
+  // Appends a new, empty inner aggregate and returns it.
+  A* appendInner() {
+    QdIfcAggr* out = nullptr;
+    if (this->isNil() && !this->createEmpty()) return nullptr;
+    this->typed()->createAggrAt(this->count(), out);
+    out->createEmpty();
+    return static_cast<A*>(out);
+  }
+};
+
+template <class A>
+class QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp
+    : public detail::AggrImpFrame<QdIfcListAggr<QdIfcAggr*>::QdIfcListAggrImp,
+                                  typename QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp, QdIfcListAggrCompound<A>> {
+  using Frame = detail::AggrImpFrame<QdIfcListAggr<QdIfcAggr*>::QdIfcListAggrImp, QdIfcListAggrCompoundImp,
+                                     QdIfcListAggrCompound<A>>;
+
+ public:
+  QdIfcListAggrCompoundImp() noexcept = default;
+  QdIfcListAggrCompoundImp(const QdIfcListAggrCompoundImp& other) : Frame(other) {
+    // A deep copy: each inner aggregate cloned, in order.
+    for (QdIfcAggr*& inner : this->m_items) inner = inner ? inner->clone() : nullptr;
+  }
+  ~QdIfcListAggrCompoundImp() override { deleteInner(); }
+
+  QdIfcAggrIterator* createIterator(QdIfcAggr* owner) override {
+    if (!this->owns(owner)) return nullptr;
+    return new QdIfcAggrCompoundIteratorImp<A>(this, &this->m_items);
+  }
+  QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr* owner) const override {
+    if (!this->owns(owner)) return nullptr;
+    return new QdIfcAggrCompoundConstIteratorImp<A>(this, &this->m_items);
+  }
+  const QdIfcVariantType& elementType() const override { return QdIfcVariantType::Desc<A>::value(); }
+  void clearAll() override {
+    deleteInner();
+    this->m_items.clear();
+  }
+  int createAggrAt(int i, QdIfcAggr*& out) override {
+    if (i < this->lowerIndex() || i > this->upperIndex()) qdIfcThrowIndexInvalid();
+    out = new A();
+    if (i >= 0 && i < this->count())
+      this->m_items.insert(this->m_items.begin() + i, out);
+    else
+      this->m_items.push_back(out);
+    return 0;
+  }
+  // The new inner aggregate goes in front of element i - 1 (the first, for i = 0).
+  int insertAggrAt(int i, QdIfcAggr*& out) override {
+    if (i < this->lowerIndex() || i > this->upperIndex()) qdIfcThrowIndexInvalid();
+    A* inner = new A();
+    if (!inner->createEmpty()) {
+      delete inner;
+      return 390;
+    }
+    int at = i == 0 ? 0 : i - 1;
+    this->m_items.insert(this->m_items.begin() + at, inner);
+    out = inner;
+    return 0;
+  }
+
+ protected:
+  void eraseAt(size_t i) override {
+    delete this->m_items[i];
+    Frame::eraseAt(i);
+  }
+
+ private:
+  void deleteInner() noexcept {
+    for (QdIfcAggr* inner : this->m_items) delete inner;
+  }
+};
+
+template <class A>
+class QdIfcAggrCompoundIteratorImp : public QdIfcAggrIteratorImp<QdIfcAggr*> {
+  using Base = QdIfcAggrIteratorImp<QdIfcAggr*>;
+
+ public:
+  using Base::Base;
+
+  int newAggrReplacing(QdIfcAggr*& out) override {
+    return place(out, [&](IOrderedManipulator& m, int index) {
+      m.removeAt(index);
+      return m.insertAggrAt(index, out);
+    });
+  }
+  int newAggrBefore(QdIfcAggr*& out) override {
+    out = nullptr;
+    if (m_pos == 0) return 500;
+    return place(out, [&](IOrderedManipulator& m, int index) { return m.insertAggrAt(index, out); });
+  }
+  int newAggrAfter(QdIfcAggr*& out) override {
+    return place(out, [&](IOrderedManipulator& m, int index) { return m.insertAggrAt(index + 1, out); });
+  }
+
+ protected:
+  // The compound owns its inner aggregates: one that is replaced or removed dies.
+  void replaceCurrent(QdIfcAggr* const& e) override {
+    QdIfcAggr*& slot = (*m_container)[m_pos];
+    if (slot != e) delete slot;
+    slot = e;
+  }
+  void eraseAt(size_t i) override {
+    delete (*m_container)[i];
+    Base::eraseAt(i);
+  }
+
+ private:
+  template <class Step>
+  int place(QdIfcAggr*& out, Step step) {
+    out = nullptr;
+    if (m_imp->aggrOrder() != 0) return 500;
+    IOrderedManipulator* m = m_imp->orderedManipulator();
+    if (!m) return 500;
+    int index = static_cast<int>(m_pos);
+    int status = step(*m, index);
+    m_pos = static_cast<size_t>(std::min<int>(index, static_cast<int>(m_container->size())));
+    return status;
+  }
+};
+
+template <class A>
+class QdIfcAggrCompoundConstIteratorImp : public QdIfcAggrConstIteratorImp<QdIfcAggr*> {
+ public:
+  using QdIfcAggrConstIteratorImp<QdIfcAggr*>::QdIfcAggrConstIteratorImp;
+  // The inner aggregate itself, not the address of its slot.
+  const void* currentElement() const override { return isEnd() ? nullptr : (*m_container)[m_pos]; }
+};
+
+// ---- the typed array paths of the core -------------------------------------------------
+
+// Assigns a typed array to any aggregate of T: nil becomes empty first; a set sorts.
+template <class T>
+bool qdIfcAssignAggr(QdIfcAggr& aggr, const QdIfcArray<T>& a) {
+  if (aggr.isNil() && !aggr.createEmpty()) return false;
+  if (aggr.aggrOrderType() != kAggrOrdered)
+    static_cast<QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>*>(aggr.imp())->assign(a);
+  else
+    static_cast<QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->assign(a);
+  return true;
+}
+
+// Appends the elements of any aggregate of T to a typed array. True in every case.
+template <class T>
+bool qdIfcExportAggr(const QdIfcAggr& aggr, QdIfcArray<T>& a) {
+  if (aggr.count() < 1) return true;
+  if (aggr.aggrOrderType() != kAggrOrdered)
+    static_cast<const QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>*>(aggr.imp())->exportTo(a);
+  else
+    static_cast<const QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->exportTo(a);
+  return true;
+}
+
+}  // namespace QD_SDAI
