@@ -19,6 +19,20 @@ std::vector<QdDbObjectId> handles(QdIfcModel& model, int64_t n) {
   return out;
 }
 
+QdIfcArray<QdDbObjectId> asArray(const std::vector<QdDbObjectId>& hs) {
+  QdIfcArray<QdDbObjectId> values;
+  for (const auto& h : hs) values.append(h);
+  return values;
+}
+
+// An aggregate filled with n handles of the model.
+template <class Aggr>
+Aggr filledWith(QdIfcModel& model, int64_t n) {
+  Aggr a;
+  a.assign(asArray(handles(model, n)));
+  return a;
+}
+
 void rate(benchmark::State& state, int64_t perIteration) {
   state.SetItemsProcessed(state.iterations() * perIteration);
   state.counters["elements/s"] =
@@ -29,9 +43,7 @@ void rate(benchmark::State& state, int64_t perIteration) {
 template <class Aggr>
 void BM_FillByArray(benchmark::State& state) {
   QdIfcModel model;
-  auto hs = handles(model, state.range(0));
-  QdIfcArray<QdDbObjectId> values;
-  for (const auto& h : hs) values.append(h);
+  QdIfcArray<QdDbObjectId> values = asArray(handles(model, state.range(0)));
   for (auto _ : state) {
     Aggr a;
     a.assign(values);
@@ -67,11 +79,7 @@ void BM_ListAppendOneByOne(benchmark::State& state) {
 template <class Aggr>
 void BM_WalkByIterator(benchmark::State& state) {
   QdIfcModel model;
-  auto hs = handles(model, state.range(0));
-  QdIfcArray<QdDbObjectId> values;
-  for (const auto& h : hs) values.append(h);
-  Aggr a;
-  a.assign(values);
+  Aggr a = filledWith<Aggr>(model, state.range(0));
   QdIfcVariant v;
   for (auto _ : state) {
     std::unique_ptr<QdIfcAggrConstIterator> it(a.createConstIterator());
@@ -86,11 +94,7 @@ void BM_WalkByIterator(benchmark::State& state) {
 template <class Aggr>
 void BM_WalkTyped(benchmark::State& state) {
   QdIfcModel model;
-  auto hs = handles(model, state.range(0));
-  QdIfcArray<QdDbObjectId> values;
-  for (const auto& h : hs) values.append(h);
-  Aggr a;
-  a.assign(values);
+  Aggr a = filledWith<Aggr>(model, state.range(0));
   for (auto _ : state) {
     uint64_t sum = 0;
     for (const QdDbObjectId& h : a.items()) sum += h.id();
