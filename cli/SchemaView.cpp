@@ -3,6 +3,7 @@
 #include <QdIfcCore/Consts.h>
 #include <QdIfcCore/Dictionary.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,74 @@ void dumpSchema(const QdIfcSchema& schema, std::ostream& out) {
 
 namespace {
 
+// One leaf member of a select as the select's class holds it: its name, letter and
+// type code kind.
+struct FlatMember {
+  std::string name;
+  char letter;
+  int code;
+};
+
+FlatMember primitiveMember(std::string name, QdTypeCodeKind kind) {
+  switch (kind) {
+    case kQdTypeInteger: return {std::move(name), 'I', kQdTypeInteger};
+    case kQdTypeNumber:
+    case kQdTypeReal: return {std::move(name), 'R', kQdTypeReal};
+    case kQdTypeBoolean: return {std::move(name), 'B', kQdTypeBoolean};
+    case kQdTypeLogical: return {std::move(name), 'L', kQdTypeLogical};
+    case kQdTypeBinary: return {std::move(name), 'X', kQdTypeBinary};
+    case kQdTypeString: return {std::move(name), 'S', kQdTypeString};
+    default: return {std::move(name), '?', kQdTypeNone};
+  }
+}
+
+// A member that is not a select: an entity, an enumeration, an aggregate defined type,
+// or a defined type taken by the primitive its chain of defined types ends in.
+FlatMember leafMember(const QdIfcParameterType* m) {
+  const QdIfcNameType* n = m ? m->asNameType() : nullptr;
+  if (const QdIfcEntityType* e = n ? n->asEntityType() : nullptr) return {e->schemaName(), 'E', kQdTypeEntity};
+  if (const QdIfcSimpleType* s = m ? m->asSimpleType() : nullptr)
+    return primitiveMember(s->primitiveName(), s->primitiveKind());
+  const QdIfcDefinedType* w = n ? n->asDefinedType() : nullptr;
+  if (!w) return {qdDictionaryName(m), '?', kQdTypeNone};
+  if (w->wrappedEnumeration()) return {w->typeName(), 'N', kQdTypeEnumeration};
+  if (w->wrappedAggregate()) return {w->typeName(), 'A', kQdTypeAggregate};
+  // Down the chain of simple defined types; a chain longer than the dictionary goes round.
+  const DictionaryInstance* u = w->underlyingType();
+  for (int steps = 0; u && steps < 1000; ++steps) {
+    if (const QdIfcSimpleType* s = u->asSimpleType()) return primitiveMember(w->typeName(), s->primitiveKind());
+    const QdIfcNameType* un = u->asNameType();
+    const QdIfcDefinedType* ud = un ? un->asDefinedType() : nullptr;
+    if (!isSimpleDefinedType(ud)) break;
+    u = ud->underlyingType();
+  }
+  return {w->typeName(), '?', kQdTypeNone};
+}
+
+const QdIfcSelectType* selectOf(const QdIfcParameterType* m) {
+  const QdIfcNameType* n = m ? m->asNameType() : nullptr;
+  if (!n) return nullptr;
+  if (const QdIfcSelectType* s = n->asSelectType()) return s;
+  const QdIfcDefinedType* w = n->asDefinedType();
+  return w ? w->wrappedSelect() : nullptr;
+}
+
+// The select class's members: first the members that are not selects, in dictionary
+// order; then, for each member that is a select, in that order, its own flattened
+// list. A select met again inside itself adds nothing more.
+void flattenSelect(const QdIfcSelectType& select, std::vector<const QdIfcSelectType*>& path,
+                   std::vector<FlatMember>& out) {
+  std::vector<const QdIfcSelectType*> nested;
+  for (const QdIfcParameterType* m : select.members()) {
+    if (const QdIfcSelectType* inner = selectOf(m)) nested.push_back(inner);
+    else out.push_back(leafMember(m));
+  }
+  path.push_back(&select);
+  for (const QdIfcSelectType* inner : nested)
+    if (std::find(path.begin(), path.end(), inner) == path.end()) flattenSelect(*inner, path, out);
+  path.pop_back();
+}
+
 void describeEntity(const QdIfcEntityType& e, std::ostream& out) {
   out << "entity " << e.schemaName() << " (" << e.typeName() << ")\n";
   std::vector<const QdIfcEntityType*> chain;
@@ -164,6 +233,12 @@ bool describeType(const QdIfcSchema& schema, std::string_view name, std::ostream
   } else if (const QdIfcSelectType* s = w->wrappedSelect()) {
     out << "select " << w->typeName() << " (" << s->members().size() << " members)\n";
     for (const QdIfcParameterType* m : s->members()) out << "  " << qdDictionaryName(m) << '\n';
+    std::vector<const QdIfcSelectType*> path;
+    std::vector<FlatMember> flat;
+    flattenSelect(*s, path, flat);
+    out << "flattened (" << flat.size() << ")\n";
+    for (size_t i = 0; i < flat.size(); ++i)
+      out << "  " << i << '\t' << flat[i].name << '\t' << flat[i].letter << '\t' << flat[i].code << '\n';
   } else if (const QdIfcAggregationType* a = w->wrappedAggregate()) {
     out << "aggregate " << w->typeName() << ": " << a->keyword() << " of " << qdDictionaryName(a->elementType())
         << ", bounds " << boundText(a->lowerBound()) << ".." << boundText(a->upperBound()) << '\n';

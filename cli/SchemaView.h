@@ -14,6 +14,9 @@ namespace qdhost {
 void dumpSchema(const QD_SDAI::QdIfcSchema& schema, std::ostream& out);
 
 // One type for a person to read. False if the schema has no type of that name.
+// A select also shows its class's flattened members, for machines as well:
+//   flattened (<N>)
+//     <place>\t<Name>\t<Letter>\t<type code kind>
 bool describeType(const QD_SDAI::QdIfcSchema& schema, std::string_view name, std::ostream& out);
 
 }  // namespace qdhost

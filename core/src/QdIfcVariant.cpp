@@ -1,11 +1,19 @@
 // The variant box and the base behaviour of every descriptor.
 #include <QdIfcCore/HsString.h>
-#include <QdIfcCore/QdIfcVariant.h>
+#include <QdIfcCore/QdIfcVariantTypes.h>
 
+#include <atomic>
 #include <new>
 #include <utility>
 
 namespace QD_SDAI {
+
+namespace {
+std::atomic<uint64_t> g_releaseCount{0};
+}  // namespace
+
+void detail::noteDescriptorRelease() noexcept { g_releaseCount.fetch_add(1, std::memory_order_relaxed); }
+uint64_t qdIfcDescriptorReleaseCount() noexcept { return g_releaseCount.load(std::memory_order_relaxed); }
 
 // ---- QdIfcVariantType ------------------------------------------------------------
 

@@ -5,6 +5,7 @@
 #include <QdIfcCore/Dictionary.h>
 
 #include "QdIFC4SchemaBuilder.h"
+#include "SelectFrame.h"
 
 namespace {
 
@@ -32,7 +33,9 @@ class QdIfcModuleLifeCycleApp final : public QdModuleLifeCycleApp {
       g_pSchema = nullptr;
     }
     // The schema goes first: what it owns may refer to descriptors while it dies.
-    // Select and aggregate descriptors are released before these once they exist.
+    // Then the selects (each by value, by pointer and as an array), the pointers to
+    // aggregates of selects, and the enumerations: 359 releases.
+    IFC4::detail::releaseSelectDescriptors();
     IFC4::detail::releaseEnumerationDescriptors();
   }
 };

@@ -9,8 +9,12 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
+#include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -167,7 +171,8 @@ TEST(Qdifc, DescribesAnEntityASelectAndAnEnumeration) {
   CommandResult shell = qdifc("schema IFCSHELL");
   ASSERT_EQ(shell.status, 0) << shell.out;
   EXPECT_EQ(lines(shell.out),
-            (std::vector<std::string>{"select IfcShell (2 members)", "  IFCCLOSEDSHELL", "  IFCOPENSHELL"}));
+            (std::vector<std::string>{"select IfcShell (2 members)", "  IFCCLOSEDSHELL", "  IFCOPENSHELL",
+                                      "flattened (2)", "  0\tIfcClosedShell\tE\t13", "  1\tIfcOpenShell\tE\t13"}));
 
   CommandResult wallType = qdifc("schema IfcWallTypeEnum");
   ASSERT_EQ(wallType.status, 0) << wallType.out;
@@ -181,4 +186,83 @@ TEST(Qdifc, DescribesAnEntityASelectAndAnEnumeration) {
   CommandResult unknown = qdifc("schema IfcPreferredSurfaceCurveRepresentation");
   EXPECT_EQ(unknown.status, 1);
   EXPECT_EQ(unknown.out, "qdifc: no type named 'IfcPreferredSurfaceCurveRepresentation' in IFC4\n");
+}
+
+namespace {
+
+// One class of the hand-written select table: "<Class> <N> <Member>:<Letter> ...".
+struct SelectRow {
+  std::string name;
+  size_t count = 0;
+  std::vector<std::pair<std::string, std::string>> members;  // name, letter
+};
+
+// The table stands with the module tests; the schema data folder is <source>/schema/ifc4.
+std::vector<SelectRow> readSelectTable() {
+  std::ifstream in(std::string(QDIFC_TEST_SOURCE_DIR) + "/module/select_table.txt");
+  std::vector<SelectRow> rows;
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream fields(line);
+    SelectRow row;
+    fields >> row.name >> row.count;
+    for (std::string m; fields >> m;) {
+      size_t colon = m.rfind(':');
+      row.members.emplace_back(m.substr(0, colon), colon == std::string::npos ? "" : m.substr(colon + 1));
+    }
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+std::vector<std::string> splitTabs(const std::string& text) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  for (std::string field; std::getline(in, field, '\t');) out.push_back(field);
+  return out;
+}
+
+bool equalNoCase(const std::string& a, const std::string& b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+         });
+}
+
+}  // namespace
+
+TEST(Qdifc, SelectsShowTheMembersOfTheirClassesInClassOrder) {
+  // The dictionary's members are walked at run time and checked against the table
+  // written by hand, class by class: place, name, letter and type code kind.
+  const std::vector<SelectRow> table = readSelectTable();
+  ASSERT_EQ(table.size(), 60u) << "the select table was not found or is incomplete";
+  const std::map<std::string, int> codes{{"I", 2}, {"R", 6}, {"B", 7},  {"L", 8}, {"X", 9},
+                                         {"S", 12}, {"E", 13}, {"N", 15}, {"A", 16}};
+  for (const SelectRow& row : table) {
+    SCOPED_TRACE(row.name);
+    CommandResult r = qdifc("schema " + row.name);
+    ASSERT_EQ(r.status, 0) << r.out;
+    std::vector<std::string> l = lines(r.out);
+    ASSERT_FALSE(l.empty());
+    EXPECT_EQ(l[0].rfind("select " + row.name + " (", 0), 0u) << l[0];
+    auto heading =
+        std::find_if(l.begin(), l.end(), [](const std::string& x) { return x.rfind("flattened (", 0) == 0; });
+    ASSERT_NE(heading, l.end()) << r.out;
+    EXPECT_EQ(*heading, "flattened (" + std::to_string(row.count) + ")");
+    std::vector<std::string> flat(heading + 1, l.end());
+    ASSERT_EQ(flat.size(), row.members.size()) << r.out;
+    for (size_t i = 0; i < flat.size(); ++i) {
+      const auto& [name, letter] = row.members[i];
+      ASSERT_EQ(flat[i].rfind("  ", 0), 0u) << flat[i];
+      std::vector<std::string> f = splitTabs(flat[i].substr(2));
+      ASSERT_EQ(f.size(), 4u) << flat[i];
+      EXPECT_EQ(f[0], std::to_string(i)) << flat[i];
+      // The dictionary holds an enumeration under its lower-case name only; every other
+      // member has its mixed-case spelling there.
+      if (letter == "N") EXPECT_TRUE(equalNoCase(f[1], name)) << flat[i] << " against " << name;
+      else EXPECT_EQ(f[1], name) << flat[i];
+      EXPECT_EQ(f[2], letter) << flat[i];
+      ASSERT_TRUE(codes.count(letter)) << "letter " << letter << " of " << name;
+      EXPECT_EQ(f[3], std::to_string(codes.at(letter))) << flat[i];
+    }
+  }
 }

@@ -6,11 +6,45 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-
 #include <memory>
+#include <optional>
 #include <vector>
 
 using namespace QD_SDAI;
+
+// A stand-in for a select element: handed out by address, so it must be stored
+// where growth of the aggregate never moves it. Outside the anonymous namespace so
+// that its descriptors have the linkage of every other descriptor.
+namespace aggr_test {
+struct Probe {
+  int key = 0;
+  int note = 0;
+  friend bool operator==(const Probe&, const Probe&) = default;
+  friend bool operator<(const Probe& a, const Probe& b) { return a.key < b.key; }
+};
+}  // namespace aggr_test
+using aggr_test::Probe;
+using ProbePtr = Probe*;
+
+namespace QD_SDAI::detail {
+template <>
+struct AggrElement<Probe> {
+  static constexpr bool kByPointer = true;
+  static const Probe& unset() {
+    static const Probe value{-1, 0};
+    return value;
+  }
+  static bool equal(const Probe& a, const Probe& b) { return a == b; }
+};
+}  // namespace QD_SDAI::detail
+
+QDIFC_DEFINE_VARIANT_TYPE_WITH(locked, Probe, new QdIfcVariantTypeForObject<Probe>(L"Probe"))
+QDIFC_DEFINE_VARIANT_TYPE_WITH(locked, ProbePtr, new QdIfcVariantTypePOD<ProbePtr>(L"Probe*"))
+
+// Every operation of the aggregates of Probe compiles, virtual ones included.
+template class QD_SDAI::QdIfcListAggr<Probe>;
+template class QD_SDAI::QdIfcArrayAggr<Probe>;
+template class QD_SDAI::QdIfcSetAggr<Probe>;
 
 namespace {
 
@@ -38,6 +72,19 @@ int thrownCode(const std::function<void()>& f) {
     return static_cast<int>(e.code());
   }
   return 0;
+}
+
+// The element an iterator stands on; none before the first element or at the end.
+template <class T, class It>
+std::optional<T> standingOn(const It& it) {
+  QdIfcVariant v;
+  if (!it.getValue(v) || !v.ptr<T>()) return std::nullopt;
+  return *v.ptr<T>();
+}
+
+template <class It>
+void steps(It& it, int n) {
+  for (int k = 0; k < n; ++k) it.next();
 }
 
 TEST(Aggregates, NilEmptyFilledAndCopies) {
@@ -247,6 +294,17 @@ TEST(AggrIterators, WritesThroughListAndSetIterators) {
   it.reset(emptyList.createIterator());
   EXPECT_EQ(it->setValue(QdIfcVariant(1)), 400);
 
+  // From before the first element, the inserting iterator keeps to the element that
+  // was first; another one still before the first element meets the new one.
+  auto pair = filled<QdIfcListAggr<int>, int>({2, 3});
+  it.reset(pair.createIterator());
+  std::unique_ptr<QdIfcAggrIterator> other(pair.createIterator());
+  ASSERT_EQ(it->insertBeforeCurrent(QdIfcVariant(1)), 0);
+  ASSERT_TRUE(it->next());
+  EXPECT_EQ(standingOn<int>(*it), 2);
+  ASSERT_TRUE(other->next());
+  EXPECT_EQ(standingOn<int>(*other), 1);
+
   auto set = filled<QdIfcSetAggr<int>, int>({10, 30});
   it.reset(set.createIterator());
   ASSERT_TRUE(it->next());
@@ -258,10 +316,188 @@ TEST(AggrIterators, WritesThroughListAndSetIterators) {
   EXPECT_EQ(it->setValue(QdIfcVariant("x")), 390);
 }
 
+// Several iterators walk one aggregate; a change made through any of them, or
+// without one, leaves each of the others on its element.
+TEST(AggrIterators, OthersKeepTheirElementInListsAndArrays) {
+  auto list = filled<QdIfcListAggr<int>, int>({1, 2, 3});
+  std::unique_ptr<QdIfcAggrIterator> a(list.createIterator()), b(list.createIterator());
+  std::unique_ptr<QdIfcAggrConstIterator> c(list.createConstIterator());
+  steps(*b, 3);
+  steps(*c, 2);
+  ASSERT_TRUE(a->next());
+  ASSERT_EQ(a->insertBeforeCurrent(QdIfcVariant(9)), 0);  // 9 1 2 3
+  EXPECT_EQ(standingOn<int>(*a), 1);
+  EXPECT_EQ(standingOn<int>(*b), 3);
+  EXPECT_EQ(standingOn<int>(*c), 2);
+  ASSERT_TRUE(a->removeCurrent());  // 9 2 3: a lands on the successor
+  EXPECT_EQ(standingOn<int>(*a), 2);
+  EXPECT_EQ(standingOn<int>(*b), 3);
+  EXPECT_EQ(standingOn<int>(*c), 2);
+
+  // insertBeforePrevious steps back and inserts in front of the element it stepped
+  // to; from the first element it steps round to the end and appends.
+  ASSERT_EQ(a->insertBeforePrevious(QdIfcVariant(8)), 0);  // 8 9 2 3
+  EXPECT_EQ(standingOn<int>(*a), 9);
+  ASSERT_EQ(a->previous(), 0);
+  ASSERT_EQ(a->insertBeforePrevious(QdIfcVariant(7)), 0);  // 8 9 2 3 7
+  EXPECT_TRUE(a->isEnd());
+  EXPECT_EQ(contents<int>(list), (std::vector<int>{8, 9, 2, 3, 7}));
+  EXPECT_EQ(standingOn<int>(*b), 3);
+  EXPECT_EQ(standingOn<int>(*c), 2);
+
+  // Without an iterator: removal, replacement in place (nobody moves), appending.
+  ASSERT_EQ(list.orderedManipulator()->removeAt(0), 0);  // 9 2 3 7
+  EXPECT_EQ(standingOn<int>(*b), 3);
+  list.replaceAt(1, 20);  // 9 20 3 7
+  EXPECT_EQ(standingOn<int>(*c), 20);
+  EXPECT_EQ(standingOn<int>(*b), 3);
+  list.append(40);
+  EXPECT_TRUE(a->isEnd());  // the end stays the end
+  ASSERT_TRUE(b->next());
+  EXPECT_EQ(standingOn<int>(*b), 7);
+
+  // An array's replaceAt and putAt insert in front.
+  auto array = filled<QdIfcArrayAggr<double>, double>({1.0, 2.0, 3.0});
+  std::unique_ptr<QdIfcAggrIterator> on3(array.createIterator());
+  std::unique_ptr<QdIfcAggrConstIterator> fresh(array.createConstIterator());
+  steps(*on3, 3);
+  array.replaceAt(0, 0.5);
+  ASSERT_EQ(array.orderedManipulator()->putAt(1, QdIfcVariant(0.75)), 0);  // 0.5 0.75 1 2 3
+  EXPECT_EQ(standingOn<double>(*on3), 3.0);
+  ASSERT_EQ(array.orderedManipulator()->removeAt(0), 0);
+  EXPECT_EQ(standingOn<double>(*on3), 3.0);
+  array.append(4.0);
+  ASSERT_TRUE(on3->next());
+  EXPECT_EQ(standingOn<double>(*on3), 4.0);
+  // One still before the first element sees what went in front of it.
+  std::vector<double> walked;
+  while (fresh->next())
+    if (auto x = standingOn<double>(*fresh)) walked.push_back(*x);
+  EXPECT_EQ(walked, contents<double>(array));
+}
+
+TEST(AggrIterators, OthersKeepTheirElementInSets) {
+  auto set = filled<QdIfcSetAggr<int>, int>({10, 20, 30});
+  std::unique_ptr<QdIfcAggrIterator> a(set.createIterator()), b(set.createIterator());
+  std::unique_ptr<QdIfcAggrConstIterator> c(set.createConstIterator());
+  steps(*b, 2);
+  steps(*c, 2);
+  ASSERT_TRUE(a->next());
+  EXPECT_EQ(a->insertBeforeCurrent(QdIfcVariant(5)), 380);
+  EXPECT_EQ(a->setValue(QdIfcVariant(2)), 0);
+  ASSERT_EQ(set.add(1), 0);
+  ASSERT_EQ(set.unorderedManipulator()->addVariant(QdIfcVariant(25)), 0);  // 1 2 5 10 20 25 30
+  EXPECT_EQ(standingOn<int>(*a), 10);
+  EXPECT_EQ(standingOn<int>(*b), 20);
+  EXPECT_EQ(standingOn<int>(*c), 20);
+  ASSERT_EQ(set.remove(10), 0);  // a's element: a lands on the successor
+  ASSERT_EQ(set.unorderedManipulator()->removeVariant(QdIfcVariant(2)), 0);  // 1 5 20 25 30
+  EXPECT_EQ(standingOn<int>(*a), 20);
+  EXPECT_EQ(standingOn<int>(*b), 20);
+  EXPECT_EQ(standingOn<int>(*c), 20);
+  ASSERT_TRUE(b->next());
+  EXPECT_EQ(standingOn<int>(*b), 25);
+
+  // New contents: a position past them goes to the end, one step back from there is the last element.
+  QdIfcArray<int> one;
+  one.append(7);
+  set.assign(one);
+  EXPECT_TRUE(b->isEnd());
+  ASSERT_EQ(b->previous(), 0);
+  EXPECT_EQ(standingOn<int>(*b), 7);
+}
+
+// Iterators unlink themselves when deleted, in any order, and may be deleted after
+// their aggregate (the sanitizer build checks that nothing freed is touched).
+TEST(AggrIterators, IteratorsMayOutliveTheirAggregate) {
+  auto list = std::make_unique<QdIfcListAggr<int>>(filled<QdIfcListAggr<int>, int>({1, 2, 3}));
+  std::unique_ptr<QdIfcAggrIterator> first(list->createIterator()), middle(list->createIterator());
+  std::unique_ptr<QdIfcAggrConstIterator> last(list->createConstIterator());
+  steps(*first, 1);
+  steps(*last, 3);
+  middle.reset();
+  list->replaceAt(0, 0);  // in place
+  ASSERT_EQ(list->orderedManipulator()->removeAt(1), 0);  // 0 3
+  EXPECT_EQ(standingOn<int>(*first), 0);
+  EXPECT_EQ(standingOn<int>(*last), 3);
+  last.reset();
+  ASSERT_EQ(first->insertBeforeCurrent(QdIfcVariant(-1)), 0);
+  EXPECT_EQ(standingOn<int>(*first), 0);
+  middle.reset(list->createIterator());
+
+  std::unique_ptr<QdIfcAggr> copy(list->clone());  // the copy has no iterators of its own
+  ASSERT_EQ(copy->orderedManipulator()->removeAt(0), 0);
+  EXPECT_EQ(standingOn<int>(*first), 0);
+  list.reset();
+  copy->orderedManipulator()->removeAt(0);
+  first.reset();
+  middle.reset();
+}
+
+// Select elements stand where iterators found them, whatever else goes in.
+TEST(AggrStableStorage, HandedOutElementsStayPutAndCopiesAreDeep) {
+  auto array = std::make_unique<QdIfcArrayAggr<Probe>>();
+  array->append(Probe{500, 0});
+  std::unique_ptr<QdIfcAggrIterator> it(array->createIterator());
+  ASSERT_TRUE(it->next());
+  QdIfcVariant v;
+  ASSERT_TRUE(it->getValue(v));
+  ASSERT_NE(v.ptr<Probe*>(), nullptr);  // by address
+  Probe* p = *v.ptr<Probe*>();
+  for (int k = 0; k < 1000; ++k) {
+    array->replaceAt(0, Probe{k, 0});  // in front
+    array->append(Probe{1000 + k, 0});
+  }
+  ASSERT_TRUE(it->getValue(v));
+  ASSERT_EQ(*v.ptr<Probe*>(), p);  // the very object, not a moved copy
+  EXPECT_EQ(p->key, 500);
+  std::unique_ptr<QdIfcAggrConstIterator> ro(array->createConstIterator());
+  steps(*ro, 1001);
+  EXPECT_EQ(ro->currentElement(), p);
+
+  std::unique_ptr<QdIfcAggr> copy(array->clone());
+  auto& typed = static_cast<QdIfcArrayAggr<Probe>&>(*copy);
+  p->note = 1;
+  EXPECT_NE(&typed.at(1000), p);
+  EXPECT_EQ(typed.at(1000), (Probe{500, 0}));
+  EXPECT_EQ(array->at(1000), (Probe{500, 1}));
+  array.reset();  // the copy outlives the original, and so do the iterators
+  EXPECT_EQ(typed.count(), 2001);
+  EXPECT_EQ(typed.at(1000).key, 500);
+  it.reset();
+  ro.reset();
+
+  // A set: assign sorts and drops repeats by moving pointers; add and remove keep the rest in place.
+  QdIfcArray<Probe> in;
+  for (int key : {30, 10, 30, 20}) in.append(Probe{key, 0});
+  QdIfcSetAggr<Probe> set;
+  set.assign(in);
+  std::vector<int> keys;
+  for (const Probe& e : set.items()) keys.push_back(e.key);
+  EXPECT_EQ(keys, (std::vector<int>{10, 20, 30}));
+  it.reset(set.createIterator());
+  steps(*it, 2);
+  ASSERT_TRUE(it->getValue(v));
+  Probe* q = *v.ptr<Probe*>();
+  for (int k = 0; k < 1000; ++k) {
+    ASSERT_EQ(set.add(Probe{k - 1000, 0}), 0);
+    ASSERT_EQ(set.add(Probe{k + 1000, 0}), 0);
+  }
+  ASSERT_EQ(set.remove(Probe{10, 0}), 0);
+  ASSERT_TRUE(it->getValue(v));
+  ASSERT_EQ(*v.ptr<Probe*>(), q);
+  EXPECT_EQ(q->key, 20);
+  EXPECT_TRUE(set.containsValue(Probe{30, 0}));
+  EXPECT_EQ(set.count(), 2002);
+}
+
 TEST(AggrIterators, CompoundPlacesNewRows) {
   QdIfcListAggrCompound<QdIfcListAggr<int>> rows;
   for (int k = 0; k < 3; ++k) rows.appendInner()->append(k);
   std::unique_ptr<QdIfcAggrIterator> it(rows.createIterator());
+  std::unique_ptr<QdIfcAggrConstIterator> onLast(rows.createConstIterator());
+  steps(*onLast, 3);
+  QdIfcListAggr<int>* last = rows.inner(2);
   QdIfcAggr* out = nullptr;
   ASSERT_TRUE(it->next());
   EXPECT_EQ(it->newAggrBefore(out), 500);  // at the first element
@@ -275,6 +511,17 @@ TEST(AggrIterators, CompoundPlacesNewRows) {
   QdIfcAggr* current = nullptr;
   ASSERT_TRUE(v.getValue(current));
   EXPECT_EQ(current, out);  // the walk back lands on index 1 again
+  EXPECT_EQ(rows.count(), 4);
+
+  // The other iterator stays on its row through every way rows come and go.
+  EXPECT_EQ(onLast->currentElement(), last);
+  ASSERT_EQ(it->newAggrReplacing(out), 0);
+  ASSERT_EQ(rows.orderedManipulator()->insertAggrAt(0, out), 0);
+  ASSERT_NE(rows.appendInner(), nullptr);
+  EXPECT_EQ(onLast->currentElement(), last);
+  ASSERT_EQ(rows.orderedManipulator()->removeAt(0), 0);
+  ASSERT_TRUE(it->removeCurrent());
+  EXPECT_EQ(onLast->currentElement(), last);
   EXPECT_EQ(rows.count(), 4);
 }
 

@@ -64,7 +64,7 @@ class Data:
                 target, bounds, attribute = tail.split(" ")
                 entry = ("inverse", name, target, *bounds.strip("[]").split(":"), attribute)
             self.entities[-1]["attrs"].append(entry)
-        self.selects = [r[1].split(" ") for r in records(at("selects.txt"))]
+        self.selects = [r[1].split(" ") for r in records(at("selects.txt")) if r[0] == "select"]
         self.aggregates = []  # (key, aggregate text, named)
         for _, rest, _ in records(at("aggregates.txt")):
             name, eq, text = rest.partition(" = ")

@@ -14,6 +14,7 @@ and that order is the order of creation in the dictionary.
 The reader checks what a file can get wrong by itself (unknown keywords, missing
 fields, duplicate names, a supertype that comes later) and raises DataError with
 the file and line. Cross-checks against the whole schema are done by check_model().
+flatten_select() gives the members of a select class, in class order.
 """
 
 from __future__ import annotations
@@ -21,7 +22,7 @@ from __future__ import annotations
 import os
 import re
 from dataclasses import dataclass, field
-from typing import Dict, List, Optional
+from typing import Dict, List, Optional, Union
 
 
 class DataError(Exception):
@@ -105,10 +106,26 @@ class Enumeration:
 
 
 @dataclass
+class MemberBounds:
+    """A select's own bounds for the aggregate class of one of its aggregate members."""
+    member: str                     # the member as the select record spells it (any case)
+    lower: int
+    upper: Optional[int]            # None: unbounded
+    line: Line                      # where it stands, for errors
+
+
+@dataclass
 class Select:
     name: str
     members: List[str]              # the dictionary's members, in capitals
     subs: List[Line] = field(default_factory=list)
+    member_bounds: List[MemberBounds] = field(default_factory=list)
+    line: Optional[Line] = None     # the record, for errors; None for a select made in code
+
+    def error(self, message: str) -> DataError:
+        if self.line is None:
+            return DataError("", 0, f"select {self.name}: {message}")
+        return self.line.error(message)
 
 
 @dataclass
@@ -234,8 +251,26 @@ def read_selects(path: str) -> List[Select]:
         if line.keyword != "select":
             raise line.error(f"unknown record '{line.keyword}'")
         parts = line.fields(at_least=2)
-        out.append(Select(_name(line, parts[0], "select"), parts[1:], line.subs))
+        select = Select(_name(line, parts[0], "select"), parts[1:], line.subs, line=line)
+        for sub in line.subs:
+            if sub.keyword != "memberbounds":
+                raise sub.error(f"unknown sub-record '{sub.keyword}' of a select")
+            select.member_bounds.append(_read_member_bounds(sub, select))
+        out.append(select)
     return out
+
+
+def _read_member_bounds(sub: Line, select: Select) -> MemberBounds:
+    member, lower, upper = sub.fields(3)
+    _name(sub, member, "member")
+    if not lower.isdigit() or not (upper.isdigit() or upper == UNSET):
+        raise sub.error("expected: memberbounds <Member> <lower> <upper|?>")
+    bounds = MemberBounds(member, int(lower), parse_bound(upper), sub)
+    if bounds.upper is not None and bounds.upper < bounds.lower:
+        raise sub.error(f"the upper bound {upper} of {member} is below its lower bound {lower}")
+    if any(b.member.lower() == member.lower() for b in select.member_bounds):
+        raise sub.error(f"{member} has bounds twice in {select.name}")
+    return bounds
 
 
 def read_aggregates(path: str) -> List[Aggregate]:
@@ -352,3 +387,174 @@ def check_model(schema: Schema, directory: str = "") -> None:
         claim(s.name, "select")
     for a in schema.aggregates:
         claim(a.key, "aggregate")
+
+    index = _type_index(schema)
+    for s in schema.selects:
+        _check_member_bounds(index, s)
+
+
+# ---- the members of a select class ----
+#
+# A select class holds its leaf members, flattened: first the members that are not
+# selects, in the order of the select record; then, for each member that is a select,
+# in that same order, that select's own flattened list. Each member carries a letter
+# and the type code kind of what it is.
+
+PRIMITIVE_LETTERS = {"integer": ("I", 2), "real": ("R", 6), "number": ("R", 6), "boolean": ("B", 7),
+                     "logical": ("L", 8), "binary": ("X", 9), "string": ("S", 12)}
+ENTITY_LETTER = ("E", 13)
+ENUMERATION_LETTER = ("N", 15)
+AGGREGATE_LETTER = ("A", 16)
+
+# The aggregate classes a select member can hold, and what they hold for each kind of
+# element. An unbounded upper bound is written as the classes' own limit.
+AGGREGATE_CLASSES = {"list": "QD_SDAI::QdIfcListAggrBounded", "array": "QD_SDAI::QdIfcArrayAggrBounded",
+                     "set": "QD_SDAI::QdIfcSetAggrBounded"}
+ELEMENT_TYPES = {"int": "int", "double": "double", "handle": "QD_SDAI::QdDbObjectId"}
+UNBOUNDED = 65536
+
+
+@dataclass
+class MemberAggregate:
+    cls: str                        # the C++ class: "QD_SDAI::QdIfcListAggrBounded<int, 3, 4>"
+    element: str                    # "int", "double" or "handle"
+
+
+@dataclass
+class SelectMember:
+    name: str                       # the schema's mixed-case spelling
+    letter: str                     # E, N, A, or by primitive: I, R, B, L, X, S
+    code: int                       # the type code kind: 13, 15, 16, or 2, 6, 7, 8, 9, 12
+    aggregate: Optional[MemberAggregate] = None  # for an A member only
+
+
+def flatten_select(schema: Schema, select: Union[Select, str]) -> List[SelectMember]:
+    """The leaf members of a select class, in class order.
+
+    select is a Select of schema or the name of one (any case). The list holds first
+    the select's members that are not selects, in the record's order, then, for each
+    member that is a select, in that order, its own flattened list (recursively).
+
+    Each member has its mixed-case name, a letter and the type code kind:
+      entity E 13; enumeration N 15; named aggregate A 16; a defined type by the
+      primitive its chain of defined types ends in: integer I 2, real or number R 6,
+      boolean B 7, logical L 8, binary X 9, string S 12.
+    An A member also has `aggregate`: the C++ class of the member's aggregate object
+    (list, array or set of int, double or QD_SDAI::QdDbObjectId handles, with the
+    aggregate type's bounds, or those of the select's `memberbounds` sub-record for
+    that member; an unbounded upper bound is 65536) and the element kind ('int',
+    'double' or 'handle').
+
+    Raises DataError with the select record's file and line on a member that names
+    no entity, defined type, enumeration, select or named aggregate, on a select that
+    contains itself, and on a member whose type has no class form.
+    """
+    index = _type_index(schema)
+    if isinstance(select, str):
+        kind, found = index.get(select.lower(), (None, None))
+        if kind != "select":
+            raise DataError("", 0, f"{select} is not a select of the schema")
+        select = found
+    return _flatten(index, select, [])
+
+
+def _type_index(schema: Schema) -> Dict[str, tuple]:
+    """Every type a select member can name, by its name in lower case: (kind, item)."""
+    index: Dict[str, tuple] = {}
+    for e in schema.entities:
+        index[e.name.lower()] = ("entity", e)
+    for d in schema.defined:
+        index[d.name.lower()] = ("defined", d)
+    for n in schema.enumerations:
+        index.setdefault(n.key, ("enumeration", n))
+    for x in schema.selects:
+        index[x.name.lower()] = ("select", x)
+    for a in schema.aggregates:
+        if a.named:
+            index[a.key.lower()] = ("aggregate", a)
+    return index
+
+
+def _check_member_bounds(index: Dict[str, tuple], select: Select) -> None:
+    members = {m.lower() for m in select.members}
+    for b in select.member_bounds:
+        if b.member.lower() not in members:
+            raise b.line.error(f"{b.member} is not a member of {select.name}")
+        if index.get(b.member.lower(), (None,))[0] != "aggregate":
+            raise b.line.error(f"{b.member} is not an aggregate member of {select.name}; only those take bounds")
+
+
+def _flatten(index: Dict[str, tuple], select: Select, outer: List[str]) -> List[SelectMember]:
+    _check_member_bounds(index, select)
+    path = outer + [select.name]
+    leaves: List[SelectMember] = []
+    nested: List[Select] = []
+    for member in select.members:
+        kind, item = index.get(member.lower(), (None, None))
+        if kind is None:
+            raise select.error(f"member {member} of {select.name} names no known type")
+        if kind == "select":
+            if item.name in path:
+                raise select.error(f"{select.name} contains itself: {' -> '.join(path + [item.name])}")
+            nested.append(item)
+        else:
+            leaves.append(_leaf(index, select, kind, item))
+    for inner in nested:
+        leaves += _flatten(index, inner, path)
+    return leaves
+
+
+def _leaf(index: Dict[str, tuple], select: Select, kind: str, item) -> SelectMember:
+    if kind == "entity":
+        return SelectMember(item.name, *ENTITY_LETTER)
+    if kind == "enumeration":
+        return SelectMember(item.name, *ENUMERATION_LETTER)
+    if kind == "aggregate":
+        return SelectMember(item.key, *AGGREGATE_LETTER, aggregate=_member_aggregate(index, select, item))
+    return SelectMember(item.name, *PRIMITIVE_LETTERS[_primitive_of(index, select, item)])
+
+
+def _primitive_of(index: Dict[str, tuple], select: Select, defined: DefinedType) -> str:
+    """The primitive a chain of defined types ends in."""
+    chain = [defined.name]
+    underlying = defined.underlying.lower()
+    while underlying not in PRIMITIVE_LETTERS:
+        kind, item = index.get(underlying, (None, None))
+        if kind != "defined":
+            raise select.error(f"the defined type {chain[-1]} of {select.name} rests on '{underlying}', "
+                               f"which is neither a primitive nor a defined type")
+        if item.name in chain:
+            raise select.error(f"the defined types of {select.name} go round: {' -> '.join(chain + [item.name])}")
+        chain.append(item.name)
+        underlying = item.underlying.lower()
+    return underlying
+
+
+def _member_aggregate(index: Dict[str, tuple], select: Select, aggregate: Aggregate) -> MemberAggregate:
+    cls = AGGREGATE_CLASSES.get(aggregate.kind)
+    if cls is None:
+        raise select.error(f"member {aggregate.key} of {select.name}: a {aggregate.kind} has no select class form")
+    element = aggregate.element.lower()
+    if element in PRIMITIVE_LETTERS:
+        primitive = element
+    else:
+        kind, item = index.get(element, (None, None))
+        if kind == "entity":
+            primitive = "entity"
+        elif kind == "defined":
+            primitive = _primitive_of(index, select, item)
+        else:
+            primitive = element
+    kinds = {"integer": "int", "real": "double", "number": "double", "entity": "handle"}
+    if primitive not in kinds:
+        raise select.error(f"member {aggregate.key} of {select.name}: no aggregate class holds elements of "
+                           f"{aggregate.element}")
+    lower, upper = aggregate.lower, aggregate.upper
+    for b in select.member_bounds:
+        if b.member.lower() == aggregate.key.lower():
+            lower, upper = b.lower, b.upper
+    if lower is None:
+        raise select.error(f"member {aggregate.key} of {select.name}: the aggregate has no lower bound")
+    element_kind = kinds[primitive]
+    upper_text = UNBOUNDED if upper is None else upper
+    return MemberAggregate(f"{cls}<{ELEMENT_TYPES[element_kind]}, {lower}, {upper_text}>", element_kind)

@@ -4,8 +4,13 @@
 // Storage is contiguous: lists and arrays keep their elements in a vector, sets in
 // a sorted vector without duplicates. A 3D point's coordinates or a polyloop's
 // handles then cost one block instead of one node per element, sets of handles read
-// in file order append at the end, and walks are linear in memory. Iterators keep an
-// index, and their own insertions and removals keep it on the same element.
+// in file order append at the end, and walks are linear in memory. Selects are the
+// exception: iterators hand them out by address, so each stands in an allocation of
+// its own that growth never moves (StableVector).
+//
+// Iterators keep an index. Each implementation links its live iterators in a list
+// and moves their indices on every insertion and erasure, whichever path makes it,
+// so that several iterators walking one aggregate each stay on their element.
 #pragma once
 
 #include <QdIfcCore/Consts.h>
@@ -13,7 +18,10 @@
 #include <QdIfcCore/QdIfcArray.h>
 
 #include <algorithm>
+#include <compare>
 #include <cstdint>
+#include <iterator>
+#include <memory>
 #include <type_traits>
 #include <vector>
 
@@ -77,26 +85,264 @@ void elementToVariant(const T& e, QdIfcVariant& out) {
     out = QdIfcVariant(e);
 }
 
-// Index of e in a sorted vector, and whether it is there.
+// A vector whose elements never move: each is allocated once and the vector holds
+// the pointers. Selects live in it, because iterators hand them out by address and
+// those addresses must survive any growth of the aggregate. It offers the part of
+// std::vector the aggregates use; its iterators reach the elements themselves, so
+// the sorted-set searches run on it unchanged.
 template <class T>
-std::pair<size_t, bool> sortedFind(const std::vector<T>& v, const T& e) {
-  auto it = std::lower_bound(v.begin(), v.end(), e);
-  return {static_cast<size_t>(it - v.begin()), it != v.end() && !(e < *it)};
+class StableVector {
+  using Slots = std::vector<T*>;
+
+  template <class E>
+  class Iter {
+   public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = std::remove_const_t<E>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = E*;
+    using reference = E&;
+
+    Iter() = default;
+    explicit Iter(typename Slots::const_iterator slot) noexcept : m_slot(slot) {}
+    template <class F>
+      requires(std::is_const_v<E> && std::is_same_v<F, value_type>)
+    Iter(const Iter<F>& other) noexcept : m_slot(other.slot()) {}
+
+    typename Slots::const_iterator slot() const noexcept { return m_slot; }
+    E& operator*() const noexcept { return **m_slot; }
+    E* operator->() const noexcept { return *m_slot; }
+    E& operator[](difference_type n) const noexcept { return *m_slot[n]; }
+    Iter& operator++() noexcept { return *this += 1; }
+    Iter& operator--() noexcept { return *this -= 1; }
+    Iter operator++(int) noexcept { return Iter(m_slot++); }
+    Iter operator--(int) noexcept { return Iter(m_slot--); }
+    Iter& operator+=(difference_type n) noexcept {
+      m_slot += n;
+      return *this;
+    }
+    Iter& operator-=(difference_type n) noexcept { return *this += -n; }
+    friend Iter operator+(Iter it, difference_type n) noexcept { return it += n; }
+    friend Iter operator+(difference_type n, Iter it) noexcept { return it += n; }
+    friend Iter operator-(Iter it, difference_type n) noexcept { return it -= n; }
+    friend difference_type operator-(const Iter& a, const Iter& b) noexcept { return a.m_slot - b.m_slot; }
+    friend bool operator==(const Iter& a, const Iter& b) noexcept { return a.m_slot == b.m_slot; }
+    friend auto operator<=>(const Iter& a, const Iter& b) noexcept { return a.m_slot <=> b.m_slot; }
+
+   private:
+    typename Slots::const_iterator m_slot{};
+  };
+
+ public:
+  using value_type = T;
+  using iterator = Iter<T>;
+  using const_iterator = Iter<const T>;
+
+  StableVector() noexcept = default;
+  // Copies are deep: new allocations, so the copy's elements have addresses of their own.
+  StableVector(const StableVector& other) { assign(other.begin(), other.end()); }
+  StableVector& operator=(const StableVector& other) {
+    if (this != &other) assign(other.begin(), other.end());
+    return *this;
+  }
+  ~StableVector() { clear(); }
+
+  size_t size() const noexcept { return m_slots.size(); }
+  bool empty() const noexcept { return m_slots.empty(); }
+  T& operator[](size_t i) noexcept { return *m_slots[i]; }
+  const T& operator[](size_t i) const noexcept { return *m_slots[i]; }
+  const T& back() const noexcept { return *m_slots.back(); }
+  iterator begin() noexcept { return iterator(m_slots.cbegin()); }
+  iterator end() noexcept { return iterator(m_slots.cend()); }
+  const_iterator begin() const noexcept { return const_iterator(m_slots.cbegin()); }
+  const_iterator end() const noexcept { return const_iterator(m_slots.cend()); }
+
+  iterator insert(const_iterator at, const T& e) {
+    auto owned = std::make_unique<T>(e);
+    auto slot = m_slots.insert(at.slot(), owned.get());
+    owned.release();
+    return iterator(slot);
+  }
+  void push_back(const T& e) { insert(end(), e); }
+  iterator erase(const_iterator at) {
+    delete *at.slot();
+    return iterator(m_slots.erase(at.slot()));
+  }
+  void clear() noexcept {
+    for (T* p : m_slots) delete p;
+    m_slots.clear();
+  }
+  template <class It>
+  void assign(It first, It last) {
+    StableVector fresh;
+    for (; first != last; ++first) fresh.push_back(*first);
+    m_slots.swap(fresh.m_slots);
+  }
+  // Sorts by value and drops repeats (the first of equals stays); only pointers move.
+  void sortUnique() {
+    std::sort(m_slots.begin(), m_slots.end(), [](const T* a, const T* b) { return *a < *b; });
+    size_t kept = 0;
+    for (T* p : m_slots) {
+      if (kept != 0 && !(*m_slots[kept - 1] < *p))
+        delete p;
+      else
+        m_slots[kept++] = p;
+    }
+    m_slots.resize(kept);
+  }
+
+ private:
+  Slots m_slots;
+};
+
+// Whether elements of T need addresses that stay put: those handed out by pointer.
+// A specialisation can ask for it for another type.
+template <class T>
+struct AggrStableStorage : std::bool_constant<AggrElement<T>::kByPointer> {};
+
+template <class T>
+using AggrStorage = std::conditional_t<AggrStableStorage<T>::value, StableVector<T>, std::vector<T>>;
+
+template <class T>
+void sortUnique(std::vector<T>& v) {
+  std::sort(v.begin(), v.end());
+  v.erase(std::unique(v.begin(), v.end(), [](const T& x, const T& y) { return !(x < y); }), v.end());
+}
+template <class T>
+void sortUnique(StableVector<T>& v) {
+  v.sortUnique();
 }
 
-// Inserts e in order unless present; the index where it stands and whether it was
-// inserted. Elements arriving in ascending order append in constant time.
-template <class T>
-std::pair<size_t, bool> sortedInsert(std::vector<T>& v, const T& e) {
-  if (v.empty() || v.back() < e) {
-    v.push_back(e);
-    return {v.size() - 1, true};
+class AggrCursors;
+
+// The position of a live iterator. It is linked into the list of its aggregate's
+// iterators, which moves it when the contents change elsewhere. Before the first
+// element the position is 0 with m_beforeFirst set.
+class AggrCursor {
+ public:
+  AggrCursor(const AggrCursor&) = delete;
+  AggrCursor& operator=(const AggrCursor&) = delete;
+
+ protected:
+  explicit AggrCursor(AggrCursors& list) noexcept;
+  ~AggrCursor();
+
+  size_t m_pos = 0;
+  bool m_beforeFirst = true;
+
+ private:
+  friend class AggrCursors;
+  AggrCursors* m_list;  // null once the aggregate is gone
+  AggrCursor* m_prevCursor = nullptr;
+  AggrCursor* m_nextCursor = nullptr;
+};
+
+// The live iterators of one aggregate, an intrusive list headed in the
+// implementation: an aggregate that nobody walks pays one null test per change.
+class AggrCursors {
+ public:
+  AggrCursors() noexcept = default;
+  // A copy of an aggregate starts without iterators; those it has walk the original.
+  AggrCursors(const AggrCursors&) noexcept {}
+  AggrCursors& operator=(const AggrCursors&) = delete;
+  // Iterators that outlive their aggregate are let go, so deleting them later
+  // touches nothing of it.
+  ~AggrCursors() {
+    for (AggrCursor* c = m_head; c;) {
+      AggrCursor* next = c->m_nextCursor;
+      c->m_list = nullptr;
+      c->m_prevCursor = c->m_nextCursor = nullptr;
+      c = next;
+    }
   }
-  auto [i, present] = sortedFind(v, e);
-  if (present) return {i, false};
-  v.insert(v.begin() + static_cast<std::ptrdiff_t>(i), e);
-  return {i, true};
+
+  void link(AggrCursor& c) noexcept {
+    c.m_nextCursor = m_head;
+    if (m_head) m_head->m_prevCursor = &c;
+    m_head = &c;
+  }
+  void unlink(AggrCursor& c) noexcept {
+    (c.m_prevCursor ? c.m_prevCursor->m_nextCursor : m_head) = c.m_nextCursor;
+    if (c.m_nextCursor) c.m_nextCursor->m_prevCursor = c.m_prevCursor;
+    c.m_prevCursor = c.m_nextCursor = nullptr;
+  }
+
+  // An element went in at i: positions from i on move up with their elements. One
+  // before the first element stays there, to see the new element on its next step;
+  // only the inserting iterator (self) moves from there as from index 0.
+  void inserted(size_t i, const AggrCursor* self) noexcept {
+    for (AggrCursor* c = m_head; c; c = c->m_nextCursor)
+      if (c->m_pos >= i && (!c->m_beforeFirst || c == self)) ++c->m_pos;
+  }
+  // The element at i went: later positions move down, one at i is on the successor.
+  void erased(size_t i) noexcept {
+    for (AggrCursor* c = m_head; c; c = c->m_nextCursor)
+      if (c->m_pos > i) --c->m_pos;
+  }
+  // The contents were replaced: positions past the new size go to the end.
+  void clamp(size_t size) noexcept {
+    for (AggrCursor* c = m_head; c; c = c->m_nextCursor) c->m_pos = std::min(c->m_pos, size);
+  }
+
+ private:
+  AggrCursor* m_head = nullptr;
+};
+
+inline AggrCursor::AggrCursor(AggrCursors& list) noexcept : m_list(&list) { list.link(*this); }
+inline AggrCursor::~AggrCursor() {
+  if (m_list) m_list->unlink(*this);
 }
+
+// The elements of an aggregate with its live iterators. Every insertion and erasure
+// goes through here and moves the iterators along; writing an element in place
+// through operator[] moves nobody.
+template <class T>
+class AggrBody {
+ public:
+  const AggrStorage<T>& items() const noexcept { return m_items; }
+  size_t size() const noexcept { return m_items.size(); }
+  T& operator[](size_t i) noexcept { return m_items[i]; }
+  const T& operator[](size_t i) const noexcept { return m_items[i]; }
+  AggrCursors& cursors() const noexcept { return m_cursors; }
+
+  // self: the iterator making the insertion, if one does.
+  void insert(size_t i, const T& e, const AggrCursor* self = nullptr) {
+    m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(i), e);
+    m_cursors.inserted(i, self);
+  }
+  void erase(size_t i) {
+    m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(i));
+    m_cursors.erased(i);
+  }
+  void clear() noexcept {
+    m_items.clear();
+    m_cursors.clamp(0);
+  }
+  // Replaces the contents; as a set (sorted, without repeats) when sorted is true.
+  template <class It>
+  void assign(It first, It last, bool sorted) {
+    m_items.assign(first, last);
+    if (sorted) sortUnique(m_items);
+    m_cursors.clamp(m_items.size());
+  }
+
+  // For sets. The index of e, and whether it is there.
+  std::pair<size_t, bool> find(const T& e) const {
+    auto it = std::lower_bound(m_items.begin(), m_items.end(), e);
+    return {static_cast<size_t>(it - m_items.begin()), it != m_items.end() && !(e < *it)};
+  }
+  // Inserts e in order unless present; the index where it stands and whether it was
+  // inserted. Elements arriving in ascending order append in constant time.
+  std::pair<size_t, bool> insertSorted(const T& e, const AggrCursor* self = nullptr) {
+    auto [i, present] = m_items.empty() || m_items.back() < e ? std::pair{size(), false} : find(e);
+    if (!present) insert(i, e, self);
+    return {i, !present};
+  }
+
+ private:
+  AggrStorage<T> m_items;
+  mutable AggrCursors m_cursors;
+};
 
 }  // namespace detail
 
@@ -104,10 +350,10 @@ std::pair<size_t, bool> sortedInsert(std::vector<T>& v, const T& e) {
 
 // Read-write walk of a list or an array.
 template <class T>
-class QdIfcAggrIteratorImp : public QdIfcAggrIterator {
+class QdIfcAggrIteratorImp : public QdIfcAggrIterator, protected detail::AggrCursor {
  public:
-  QdIfcAggrIteratorImp(QdIfcAggrImp* imp, std::vector<T>* container) noexcept
-      : m_imp(imp), m_container(container) {}
+  QdIfcAggrIteratorImp(QdIfcAggrImp* imp, detail::AggrBody<T>* body) noexcept
+      : detail::AggrCursor(body->cursors()), m_imp(imp), m_body(body) {}
 
   void rewind() override {
     m_pos = 0;
@@ -134,11 +380,11 @@ class QdIfcAggrIteratorImp : public QdIfcAggrIterator {
   }
   bool getValue(QdIfcVariant& out) const override {
     if (m_beforeFirst || isEnd()) return false;
-    detail::elementToVariant((*m_container)[m_pos], out);
+    detail::elementToVariant((*m_body)[m_pos], out);
     return true;
   }
   int setValue(const QdIfcVariant& value) override {
-    if (m_container->empty() || isEnd()) return 400;
+    if (size() == 0 || isEnd()) return 400;
     T e;
     if (!detail::elementFromVariant(value, e)) return 440;
     replaceCurrent(e);
@@ -147,17 +393,16 @@ class QdIfcAggrIteratorImp : public QdIfcAggrIterator {
   int insertBeforePrevious(const QdIfcVariant& value) override {
     T e;
     if (!detail::elementFromVariant(value, e)) return 390;
-    // One back; from the first element that is the end, as in a ring.
+    // One back; from the first element that is the end, as in a ring. The insertion
+    // in front of that position moves this iterator onto the element it stepped to.
     m_pos = m_pos == 0 ? size() : m_pos - 1;
     insertAt(m_pos, e);
-    ++m_pos;
     return 0;
   }
   int insertBeforeCurrent(const QdIfcVariant& value) override {
     T e;
     if (!detail::elementFromVariant(value, e)) return 390;
-    insertAt(m_pos, e);
-    ++m_pos;
+    insertAt(m_pos, e);  // moves this iterator along with its element
     return 0;
   }
   bool removeCurrent() override {
@@ -176,32 +421,27 @@ class QdIfcAggrIteratorImp : public QdIfcAggrIterator {
   int newAggrReplacing(QdIfcAggr*&) override { return 500; }
   int newAggrBefore(QdIfcAggr*&) override { return 500; }
   int newAggrAfter(QdIfcAggr*&) override { return 500; }
-  int count() const override { return static_cast<int>(m_container->size()); }
+  int count() const override { return static_cast<int>(size()); }
 
  protected:
-  size_t size() const { return m_container->size(); }
-  virtual void replaceCurrent(const T& e) { (*m_container)[m_pos] = e; }
-  void insertAt(size_t i, const T& e) {
-    if (i > size()) i = size();
-    m_container->insert(m_container->begin() + static_cast<std::ptrdiff_t>(i), e);
-  }
-  virtual void eraseAt(size_t i) { m_container->erase(m_container->begin() + static_cast<std::ptrdiff_t>(i)); }
+  size_t size() const { return m_body->size(); }
+  virtual void replaceCurrent(const T& e) { (*m_body)[m_pos] = e; }
+  void insertAt(size_t i, const T& e) { m_body->insert(std::min(i, size()), e, this); }
+  virtual void eraseAt(size_t i) { m_body->erase(i); }
 
   QdIfcAggrImp* m_imp;
-  std::vector<T>* m_container;
-  size_t m_pos = 0;
-  bool m_beforeFirst = true;
+  detail::AggrBody<T>* m_body;
 };
 
 // Read-only walk of any aggregate.
 template <class T>
-class QdIfcAggrConstIteratorImp : public QdIfcAggrConstIterator {
+class QdIfcAggrConstIteratorImp : public QdIfcAggrConstIterator, protected detail::AggrCursor {
  public:
-  QdIfcAggrConstIteratorImp(const QdIfcAggrImp* imp, const std::vector<T>* container) noexcept
-      : m_imp(imp), m_container(container) {}
+  QdIfcAggrConstIteratorImp(const QdIfcAggrImp* imp, const detail::AggrBody<T>* body) noexcept
+      : detail::AggrCursor(body->cursors()), m_imp(imp), m_body(body) {}
 
   void rewind() override { m_beforeFirst = false; }
-  bool isEnd() const override { return m_pos >= m_container->size(); }
+  bool isEnd() const override { return m_pos >= m_body->size(); }
   bool next() override {
     if (m_beforeFirst) {
       m_beforeFirst = false;
@@ -213,25 +453,24 @@ class QdIfcAggrConstIteratorImp : public QdIfcAggrConstIterator {
   }
   bool getValue(QdIfcVariant& out) const override {
     if (m_beforeFirst || isEnd()) return false;
-    detail::elementToVariant((*m_container)[m_pos], out);
+    detail::elementToVariant((*m_body)[m_pos], out);
     return true;
   }
   void toEnd() override {
-    m_pos = m_container->size();
+    m_pos = m_body->size();
     m_beforeFirst = false;
   }
   void toFirst() override {
     m_pos = 0;
     m_beforeFirst = true;
   }
-  int count() const override { return static_cast<int>(m_container->size()); }
-  const void* currentElement() const override { return m_container->data() + m_pos; }
+  int count() const override { return static_cast<int>(m_body->size()); }
+  // The end has no element to point at.
+  const void* currentElement() const override { return isEnd() ? nullptr : &(*m_body)[m_pos]; }
 
  protected:
   const QdIfcAggrImp* m_imp;
-  const std::vector<T>* m_container;
-  size_t m_pos = 0;
-  bool m_beforeFirst = true;
+  const detail::AggrBody<T>* m_body;
 };
 
 // Read-write walk of a set. Writes insert by value: the position is only a hint, and
@@ -263,10 +502,7 @@ class QdIfcAggrSetInteratorImp : public QdIfcAggrIteratorImp<T> {
   }
 
  private:
-  void insert(const T& e) {
-    auto [i, inserted] = detail::sortedInsert(*this->m_container, e);
-    if (inserted && i <= this->m_pos) ++this->m_pos;
-  }
+  void insert(const T& e) { this->m_body->insertSorted(e, this); }
 };
 
 template <class T>
@@ -287,7 +523,7 @@ class QdIfcOrderedAggr::QdIfcOrderedAggrImp : public QdIfcAggrImp, public IOrder
   virtual void exportTo(QdIfcArray<T>& a) const = 0;
   virtual bool containsValue(const T& e) const = 0;
   virtual int createAggrAt(int i, QdIfcAggr*& out) = 0;
-  virtual const std::vector<T>& items() const = 0;
+  virtual const detail::AggrStorage<T>& items() const = 0;
 
   int checkIndex(int i, int& out) const override {
     out = i;
@@ -313,7 +549,7 @@ class QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp : public QdIfcAggrImp, public IU
   virtual void assign(const QdIfcArray<T>& a) = 0;
   virtual void exportTo(QdIfcArray<T>& a) const = 0;
   virtual bool containsValue(const T& e) const = 0;
-  virtual const std::vector<T>& items() const = 0;
+  virtual const detail::AggrStorage<T>& items() const = 0;
 
   IOrderedManipulator* orderedManipulator() override { return nullptr; }
   IUnorderdManiplator* unorderedManipulator() override { return this; }
@@ -399,16 +635,16 @@ class SequenceImp : public QdIfcOrderedAggr::QdIfcOrderedAggrImp<T> {
 
   QdIfcAggrIterator* createIterator(QdIfcAggr* owner) override {
     if (!owns(owner)) return nullptr;
-    return new QdIfcAggrIteratorImp<T>(this, &m_items);
+    return new QdIfcAggrIteratorImp<T>(this, &m_body);
   }
   QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr* owner) const override {
     if (!owns(owner)) return nullptr;
-    return new QdIfcAggrConstIteratorImp<T>(this, &m_items);
+    return new QdIfcAggrConstIteratorImp<T>(this, &m_body);
   }
   int aggrKind() const override { return IsArray ? kAggrKindArray : kAggrKindList; }
   int aggrOrder() const override { return 0; }
-  void clearAll() override { m_items.clear(); }
-  int count() const override { return static_cast<int>(m_items.size()); }
+  void clearAll() override { m_body.clear(); }
+  int count() const override { return static_cast<int>(m_body.size()); }
   int lowerIndex() const override { return IsArray ? this->m_lower : 0; }
   int upperIndex() const override { return IsArray ? this->m_upper : count(); }
   bool containsVariant(const QdIfcVariant& value) const override {
@@ -427,27 +663,27 @@ class SequenceImp : public QdIfcOrderedAggr::QdIfcOrderedAggrImp<T> {
   const T& at(int i) const override {
     if (i < lowerIndex() || i > upperIndex()) qdIfcThrowIndexInvalid();
     // Inside the range but past the contents (a list's end position): no value.
-    if (i < 0 || static_cast<size_t>(i) >= m_items.size()) return AggrElement<T>::unset();
-    return m_items[static_cast<size_t>(i)];
+    if (i < 0 || static_cast<size_t>(i) >= m_body.size()) return AggrElement<T>::unset();
+    return m_body[static_cast<size_t>(i)];
   }
   int replaceAt(int i, const T& e) override {
     if (i < 0 || i >= count()) {
-      m_items.push_back(e);
+      m_body.insert(m_body.size(), e);
     } else if constexpr (IsArray) {
-      m_items.insert(m_items.begin() + i, e);
+      m_body.insert(static_cast<size_t>(i), e);
     } else {
-      m_items[static_cast<size_t>(i)] = e;
+      m_body[static_cast<size_t>(i)] = e;  // in place: no iterator moves
     }
     return 0;
   }
-  void assign(const QdIfcArray<T>& a) override { m_items.assign(a.begin(), a.end()); }
+  void assign(const QdIfcArray<T>& a) override { m_body.assign(a.begin(), a.end(), false); }
   void exportTo(QdIfcArray<T>& a) const override {
     int base = a.length();
     if (a.physicalLength() < base + count()) a.setPhysicalLength(base + count());
-    for (const T& e : m_items) a.append(e);
+    for (const T& e : m_body.items()) a.append(e);
   }
   bool containsValue(const T& e) const override {
-    for (const T& x : m_items)
+    for (const T& x : m_body.items())
       if (AggrElement<T>::equal(x, e)) return true;
     return false;
   }
@@ -477,13 +713,13 @@ class SequenceImp : public QdIfcOrderedAggr::QdIfcOrderedAggrImp<T> {
     return 0;
   }
 
-  const std::vector<T>& items() const override { return m_items; }
+  const AggrStorage<T>& items() const override { return m_body.items(); }
 
  protected:
-  virtual void eraseAt(size_t i) { m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(i)); }
+  virtual void eraseAt(size_t i) { m_body.erase(i); }
   bool owns(const QdIfcAggr* owner) const { return owner && owner->imp() == this; }
 
-  std::vector<T> m_items;
+  AggrBody<T> m_body;
 };
 
 // SET: a sorted vector of unique T. upper -1 is no limit; a bounded set stops at
@@ -497,16 +733,16 @@ class SetImp : public QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T> {
 
   QdIfcAggrIterator* createIterator(QdIfcAggr* owner) override {
     if (!owner || owner->imp() != this) return nullptr;
-    return new QdIfcAggrSetInteratorImp<T>(this, &m_items);
+    return new QdIfcAggrSetInteratorImp<T>(this, &m_body);
   }
   QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr* owner) const override {
     if (!owner || owner->imp() != this) return nullptr;
-    return new QdIfcAggrSetConstIteratorImp<T>(this, &m_items);
+    return new QdIfcAggrSetConstIteratorImp<T>(this, &m_body);
   }
   int aggrKind() const override { return kAggrKindSet; }
   int aggrOrder() const override { return 1; }
-  void clearAll() override { m_items.clear(); }
-  int count() const override { return static_cast<int>(m_items.size()); }
+  void clearAll() override { m_body.clear(); }
+  int count() const override { return static_cast<int>(m_body.size()); }
   int lowerIndex() const override { return this->m_lower; }
   int upperIndex() const override { return this->m_upper; }
   bool containsVariant(const QdIfcVariant& value) const override {
@@ -515,31 +751,26 @@ class SetImp : public QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T> {
   }
 
   int add(const T& e) override {
-    auto [i, present] = sortedFind(m_items, e);
+    auto [i, present] = m_body.find(e);
     if (present) return 0;
-    if (static_cast<uint64_t>(m_items.size()) >= static_cast<uint64_t>(static_cast<int64_t>(this->m_upper))) return 2;
-    m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(i), e);
+    if (static_cast<uint64_t>(m_body.size()) >= static_cast<uint64_t>(static_cast<int64_t>(this->m_upper))) return 2;
+    m_body.insert(i, e);
     return 0;
   }
   int remove(const T& e) override {
-    if (static_cast<uint64_t>(m_items.size()) <= static_cast<uint64_t>(static_cast<int64_t>(this->m_lower))) return 2;
-    auto [i, present] = sortedFind(m_items, e);
+    if (static_cast<uint64_t>(m_body.size()) <= static_cast<uint64_t>(static_cast<int64_t>(this->m_lower))) return 2;
+    auto [i, present] = m_body.find(e);
     if (!present) return 2;
-    m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(i));
+    m_body.erase(i);
     return 0;
   }
-  void assign(const QdIfcArray<T>& a) override {
-    m_items.assign(a.begin(), a.end());
-    std::sort(m_items.begin(), m_items.end());
-    m_items.erase(std::unique(m_items.begin(), m_items.end(), [](const T& x, const T& y) { return !(x < y); }),
-                  m_items.end());
-  }
+  void assign(const QdIfcArray<T>& a) override { m_body.assign(a.begin(), a.end(), true); }
   void exportTo(QdIfcArray<T>& a) const override {
     int base = a.length();
     if (a.physicalLength() < base + count()) a.setPhysicalLength(base + count());
-    for (const T& e : m_items) a.append(e);
+    for (const T& e : m_body.items()) a.append(e);
   }
-  bool containsValue(const T& e) const override { return sortedFind(m_items, e).second; }
+  bool containsValue(const T& e) const override { return m_body.find(e).second; }
 
   int addVariant(const QdIfcVariant& value) override {
     T e;
@@ -552,10 +783,10 @@ class SetImp : public QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T> {
     return remove(e);
   }
 
-  const std::vector<T>& items() const override { return m_items; }
+  const AggrStorage<T>& items() const override { return m_body.items(); }
 
  protected:
-  std::vector<T> m_items;
+  AggrBody<T> m_body;
 };
 
 // Bounds of a bounded list: lists of selects and strings keep no upper bound.
@@ -598,8 +829,8 @@ class QdIfcTypedAggr : public Base {
     replaceAt(-1, e);
   }
   // The elements themselves, in order; empty when nil.
-  const std::vector<T>& items() const {
-    static const std::vector<T> none;
+  const detail::AggrStorage<T>& items() const {
+    static const detail::AggrStorage<T> none;
     return this->isNil() ? none : typed()->items();
   }
 
@@ -837,30 +1068,30 @@ class QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp
   QdIfcListAggrCompoundImp() noexcept = default;
   QdIfcListAggrCompoundImp(const QdIfcListAggrCompoundImp& other) : Frame(other) {
     // A deep copy: each inner aggregate cloned, in order.
-    for (QdIfcAggr*& inner : this->m_items) inner = inner ? inner->clone() : nullptr;
+    for (size_t k = 0; k < this->m_body.size(); ++k) {
+      QdIfcAggr*& inner = this->m_body[k];
+      inner = inner ? inner->clone() : nullptr;
+    }
   }
   ~QdIfcListAggrCompoundImp() override { deleteInner(); }
 
   QdIfcAggrIterator* createIterator(QdIfcAggr* owner) override {
     if (!this->owns(owner)) return nullptr;
-    return new QdIfcAggrCompoundIteratorImp<A>(this, &this->m_items);
+    return new QdIfcAggrCompoundIteratorImp<A>(this, &this->m_body);
   }
   QdIfcAggrConstIterator* createConstIterator(const QdIfcAggr* owner) const override {
     if (!this->owns(owner)) return nullptr;
-    return new QdIfcAggrCompoundConstIteratorImp<A>(this, &this->m_items);
+    return new QdIfcAggrCompoundConstIteratorImp<A>(this, &this->m_body);
   }
   const QdIfcVariantType& elementType() const override { return QdIfcVariantType::Desc<A>::value(); }
   void clearAll() override {
     deleteInner();
-    this->m_items.clear();
+    this->m_body.clear();
   }
   int createAggrAt(int i, QdIfcAggr*& out) override {
     if (i < this->lowerIndex() || i > this->upperIndex()) qdIfcThrowIndexInvalid();
     out = new A();
-    if (i >= 0 && i < this->count())
-      this->m_items.insert(this->m_items.begin() + i, out);
-    else
-      this->m_items.push_back(out);
+    this->m_body.insert(i >= 0 && i < this->count() ? static_cast<size_t>(i) : this->m_body.size(), out);
     return 0;
   }
   // The new inner aggregate goes in front of element i - 1 (the first, for i = 0).
@@ -871,21 +1102,20 @@ class QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp
       delete inner;
       return 390;
     }
-    int at = i == 0 ? 0 : i - 1;
-    this->m_items.insert(this->m_items.begin() + at, inner);
+    this->m_body.insert(i == 0 ? 0 : static_cast<size_t>(i - 1), inner);
     out = inner;
     return 0;
   }
 
  protected:
   void eraseAt(size_t i) override {
-    delete this->m_items[i];
+    delete this->m_body[i];
     Frame::eraseAt(i);
   }
 
  private:
   void deleteInner() noexcept {
-    for (QdIfcAggr* inner : this->m_items) delete inner;
+    for (QdIfcAggr* inner : this->m_body.items()) delete inner;
   }
 };
 
@@ -914,12 +1144,12 @@ class QdIfcAggrCompoundIteratorImp : public QdIfcAggrIteratorImp<QdIfcAggr*> {
  protected:
   // The compound owns its inner aggregates: one that is replaced or removed dies.
   void replaceCurrent(QdIfcAggr* const& e) override {
-    QdIfcAggr*& slot = (*m_container)[m_pos];
+    QdIfcAggr*& slot = (*m_body)[m_pos];
     if (slot != e) delete slot;
     slot = e;
   }
   void eraseAt(size_t i) override {
-    delete (*m_container)[i];
+    delete (*m_body)[i];
     Base::eraseAt(i);
   }
 
@@ -932,7 +1162,7 @@ class QdIfcAggrCompoundIteratorImp : public QdIfcAggrIteratorImp<QdIfcAggr*> {
     if (!m) return 500;
     int index = static_cast<int>(m_pos);
     int status = step(*m, index);
-    m_pos = static_cast<size_t>(std::min<int>(index, static_cast<int>(m_container->size())));
+    m_pos = static_cast<size_t>(std::min<int>(index, static_cast<int>(m_body->size())));
     return status;
   }
 };
@@ -942,7 +1172,7 @@ class QdIfcAggrCompoundConstIteratorImp : public QdIfcAggrConstIteratorImp<QdIfc
  public:
   using QdIfcAggrConstIteratorImp<QdIfcAggr*>::QdIfcAggrConstIteratorImp;
   // The inner aggregate itself, not the address of its slot.
-  const void* currentElement() const override { return isEnd() ? nullptr : (*m_container)[m_pos]; }
+  const void* currentElement() const override { return isEnd() ? nullptr : (*m_body)[m_pos]; }
 };
 
 // ---- the typed array paths of the core -------------------------------------------------

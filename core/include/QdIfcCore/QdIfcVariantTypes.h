@@ -69,6 +69,10 @@ class QdIfcVariantTypeForObject : public QdIfcVariantType {
   MemObjectAllocator m_allocator;
 };
 
+// How many times a Desc<T>::release() has run in this process, whether or not it
+// found a descriptor to delete.
+QDIFCCORE_API uint64_t qdIfcDescriptorReleaseCount() noexcept;
+
 namespace detail {
 
 // The steady state of every Desc<T>::value() is one acquire load: on the targets we
@@ -108,9 +112,13 @@ const QdIfcVariantType& unlockedDescriptor(QdIfcVariantType*& slot, Make&& make)
   return *expected;
 }
 
+// Counts release() calls, so that a module's stop can be checked to release what it owns.
+QDIFCCORE_API void noteDescriptorRelease() noexcept;
+
 // Deletes the descriptor, if any, and clears the slot. Not synchronised: only the
 // module's stop calls it, with no other thread using descriptors.
 inline void releaseDescriptor(QdIfcVariantType*& slot) noexcept {
+  noteDescriptorRelease();
   QdIfcVariantType* p = slot;
   slot = nullptr;
   delete p;

@@ -54,7 +54,7 @@ SAMPLE = {
           inverse ToSet - [?:?] MaterialLayers
         """,
     "selects.txt": """
-        select IfcShell IFCCLOSEDSHELL IFCOPENSHELL
+        select IfcShell IFCEDGE IFCORIENTEDEDGE
         """,
     "aggregates.txt": """
         aggregate IfcArcIndex = list [3:3] of IfcPositiveInteger
@@ -73,7 +73,7 @@ class ReaderTest(unittest.TestCase):
         self.assertEqual([(b.key, b.fixed, b.width) for b in s.builtins],
                          [("string(22)fixed", True, 22), ("binary(32)", False, 32)])
         self.assertEqual(s.defined[0].underlying, "ifclengthmeasure")
-        self.assertEqual(s.selects[0].members, ["IFCCLOSEDSHELL", "IFCOPENSHELL"])
+        self.assertEqual(s.selects[0].members, ["IFCEDGE", "IFCORIENTEDEDGE"])
 
     def test_enumerations_keep_both_sides(self):
         null, preferred, action = self.schema.enumerations
@@ -163,7 +163,7 @@ class EmitterTest(unittest.TestCase):
                       '"MaterialLayers");', types)
         self.assertIn('phase.inverseAttribute("Nests", 0, 1, "ifcrelnests", "RelatedObjects");', types)
         self.assertLess(types.index('"GlobalId"'), types.index('"Name"'))
-        self.assertIn('phase.define("IfcShell", {"IFCCLOSEDSHELL", "IFCOPENSHELL"}, IFC4::IfcShell::sType);', types)
+        self.assertIn('phase.define("IfcShell", {"IFCEDGE", "IFCORIENTEDEDGE"}, IFC4::IfcShell::sType);', types)
 
     def test_kind_chain_is_own_type_then_root_down(self):
         schema = schemadata.read_schema(write_schema(SAMPLE))
