@@ -133,41 +133,42 @@ std::string upper(const char* text) {
   return s;
 }
 
-// The value alone, as text of the given form.
-bool valueText(const QdIfcSelect& s, StringFormat format, std::string& out) {
-  QdIfcVariant v;
+// A simple value held by a select, as a variant of its own type.
+bool heldValue(const QdIfcSelect& s, QdIfcVariant& v) {
   switch (s.getKind()) {
     case kQdTypeInteger: {
       int i = 0;
-      s.getInt32(i);
-      v = QdIfcVariant(i);
-      break;
+      return s.getInt32(i) && (v = QdIfcVariant(i), true);
     }
     case kQdTypeReal: {
       double d = 0;
-      s.getDouble(d);
-      v = QdIfcVariant(d);
-      break;
+      return s.getDouble(d) && (v = QdIfcVariant(d), true);
     }
     case kQdTypeBoolean: {
       QdIfcBoolean b;
-      s.getBoolean(b);
-      v = QdIfcVariant(b);
-      break;
+      return s.getBoolean(b) && (v = QdIfcVariant(b), true);
     }
     case kQdTypeLogical: {
       QdIfcLogical l;
-      s.getLogical(l);
-      v = QdIfcVariant(l);
-      break;
+      return s.getLogical(l) && (v = QdIfcVariant(l), true);
     }
     case kQdTypeString:
     case kQdTypeBinary: {
       QdAnsiString text;
-      s.getString(text);
-      v = QdIfcVariant(text);
-      break;
+      return s.getString(text) && (v = QdIfcVariant(text), true);
     }
+    case kQdTypeEnumeration: {
+      unsigned long e = 0;
+      return s.getEnum(e) && (v = QdIfcVariant(e), true);
+    }
+    default:
+      return false;
+  }
+}
+
+// The value alone, as text of the given form.
+bool valueText(const QdIfcSelect& s, StringFormat format, std::string& out) {
+  switch (s.getKind()) {
     case kQdTypeEnumeration: {
       unsigned long e = 0;
       s.getEnum(e);
@@ -211,10 +212,11 @@ bool valueText(const QdIfcSelect& s, StringFormat format, std::string& out) {
       return true;
     }
     default:
-      return false;
+      break;
   }
+  QdIfcVariant v;
   HsString t;
-  if (!v.toString(t, format)) return false;
+  if (!heldValue(s, v) || !v.toString(t, format)) return false;
   out = t.utf8();
   return true;
 }
@@ -598,32 +600,7 @@ bool _subToValueType(const QdIfcVariantType& target, const QdIfcSelect* s, QdIfc
       break;
   }
   QdIfcVariant v;
-  switch (s->kind) {
-    case kQdTypeInteger:
-      v = QdIfcVariant(static_cast<int>(s->value.i));
-      break;
-    case kQdTypeReal:
-      v = QdIfcVariant(s->value.d);
-      break;
-    case kQdTypeBoolean:
-      v = QdIfcVariant(QdIfcBoolean(s->value.b));
-      break;
-    case kQdTypeLogical:
-      v = QdIfcVariant(QdIfcLogical(s->value.l));
-      break;
-    case kQdTypeString:
-    case kQdTypeBinary: {
-      QdAnsiString text;
-      if (!s->getString(text)) return false;
-      v = QdIfcVariant(text);
-      break;
-    }
-    case kQdTypeEnumeration:
-      v = QdIfcVariant(s->value.e);
-      break;
-    default:
-      return false;
-  }
+  if (!heldValue(*s, v)) return false;
   return convertTo(target, v, result);
 }
 

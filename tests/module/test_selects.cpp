@@ -383,6 +383,9 @@ TEST_F(Selects, AggregateMembersHaveTheirOwnClasses) {
   QdIfcAggr* a = nullptr;
   ASSERT_TRUE(value.getAggr(a));
   EXPECT_EQ(a->count(), 2);
+  HsString text;
+  EXPECT_TRUE(QdIfcVariant(&value).toString(text, kStringFormatStep));
+  EXPECT_EQ(text.utf8(), "IFCCOMPLEXNUMBER((1.,2.))");
 
   // IfcLineIndex keeps the 3..3 list object of its class; bounds are not enforced.
   IfcSegmentIndexSelect segment;

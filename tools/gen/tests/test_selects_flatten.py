@@ -2,8 +2,6 @@
 
 import os
 import sys
-import tempfile
-import textwrap
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -12,17 +10,10 @@ ROOT = os.path.dirname(os.path.dirname(GEN))
 sys.path.insert(0, GEN)
 
 import schemadata  # noqa: E402
+from test_schemadata import write_schema  # noqa: E402
 
 # The type code kind of each letter, as the select classes and the dictionary use them.
 CODES = {"I": 2, "R": 6, "B": 7, "L": 8, "X": 9, "S": 12, "E": 13, "N": 15, "A": 16}
-
-
-def write_schema(files):
-    folder = tempfile.mkdtemp(prefix="selects-")
-    for name, text in files.items():
-        with open(os.path.join(folder, name), "w", encoding="utf-8") as f:
-            f.write(textwrap.dedent(text).lstrip("\n"))
-    return folder
 
 
 def read_table(path):
