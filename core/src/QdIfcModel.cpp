@@ -1,5 +1,7 @@
 #include <QdIfcCore/QdIfcModel.h>
 
+#include <QdIfcCore/QdIfcInverseBatch.h>
+
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 
@@ -143,6 +145,12 @@ std::vector<QdDbObjectId> QdIfcModel::instances() const {
 size_t QdIfcModel::bookkeepingBytes() const noexcept {
   return m_pages.size() * kPageSize * sizeof(detail::ObjectSlot) + m_dense.capacity() * sizeof(void*) +
          m_sparse.size() * (sizeof(uint64_t) + sizeof(void*) + 4 * sizeof(void*));
+}
+
+void QdIfcModel::setInverseCounterParts() {
+  QdIfcInverseBatch batch;
+  forEach([](const QdDbObjectId&, QdIfcEntityBase* object) { object->setInverseCounterParts(); });
+  batch.flush();
 }
 
 }  // namespace QD_SDAI

@@ -54,6 +54,8 @@ class Data:
                 name, _, supertype = rest.partition(" : ")
                 self.entities.append({"name": name, "super": supertype or None, "attrs": []})
                 continue
+            if keyword == "writable":  # a fact of the classes, not of the dictionary
+                continue
             name, _, tail = rest.partition(" ")
             if keyword == "attr":
                 entry = ("explicit", name, tail[:-4] if tail.endswith(" opt") else tail)

@@ -18,6 +18,8 @@ from typing import Dict, List
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
+import attrmodel  # noqa: E402
+import entities  # noqa: E402
 import schemadata  # noqa: E402
 import selects  # noqa: E402
 
@@ -75,97 +77,7 @@ def emit_phases(schema: schemadata.Schema) -> str:
     return "\n".join(out) + "\n"
 
 
-ENTITY_CHUNKS = 8
 INT_UNSET = "Consts::QdIntUnset"
-
-
-def chain(schema: schemadata.Schema, entity: schemadata.Entity) -> List[str]:
-    """Supertypes from the root down to the direct supertype."""
-    by_name = {e.name: e for e in schema.entities}
-    out: List[str] = []
-    current = entity
-    while current.supertype:
-        out.insert(0, current.supertype)
-        current = by_name[current.supertype]
-    return out
-
-
-def emit_entity_header(entity: schemadata.Entity) -> str:
-    base = entity.supertype or "QD_SDAI::QdIfcEntityBase"
-    include = (f'#include <QdIfc4/entities/{entity.supertype}.h>' if entity.supertype
-               else "#include <QdIfcCore/QdIfcEntityBase.h>")
-    n = entity.name
-    return f"""{HEADER}#pragma once
-
-#include <QdIfc4/Export.h>
-{include}
-
-namespace IFC4 {{
-
-class QDIFC4_API {n} : public {base} {{
- public:
-  static QD_SDAI::QdIfcEntityType* g_pEntityType;
-  // Makes a default-constructed instance; given to the dictionary as the factory.
-  static QD_SDAI::QdIfcEntityBase* create();
-
-  {n}();
-  {n}(const {n}& other);
-  {n}& operator=(const {n}& other);
-  ~{n}() override;
-
-  QD_SDAI::QdIfcEntityType* getInstanceType() const override;
-  bool isInstanceOf(const QD_SDAI::QdIfcEntityType* type) const override;
-  bool isInstanceOf(const char* name) const override;
-  bool isKindOf(const QD_SDAI::QdIfcEntityType* type) const override;
-  bool isKindOf(const char* name) const override;
-}};
-
-}}  // namespace IFC4
-"""
-
-
-def emit_entity_source(schema: schemadata.Schema, entity: schemadata.Entity) -> str:
-    n = entity.name
-    base = entity.supertype or "QD_SDAI::QdIfcEntityBase"
-    # Own type first, then the root, then down the tree to the direct supertype.
-    types = ["g_pEntityType"] + [f"{t}::g_pEntityType" for t in chain(schema, entity)]
-    by_pointer = " ||\n         ".join(f"type == {t}" for t in types)
-    by_name = " ||\n         ".join(f"detail::sameTypeName(name, {t})" for t in types)
-    return f"""
-// ---- {n} ----
-
-QD_SDAI::QdIfcEntityType* {n}::g_pEntityType = nullptr;
-QD_SDAI::QdIfcEntityBase* {n}::create() {{ return new {n}(); }}
-{n}::{n}() = default;
-{n}::{n}(const {n}& other) : {base}(other) {{}}
-{n}& {n}::operator=(const {n}& other) {{
-  {base}::operator=(other);
-  return *this;
-}}
-{n}::~{n}() = default;
-QD_SDAI::QdIfcEntityType* {n}::getInstanceType() const {{ return g_pEntityType; }}
-bool {n}::isInstanceOf(const QD_SDAI::QdIfcEntityType* type) const {{ return type == g_pEntityType; }}
-bool {n}::isInstanceOf(const char* name) const {{ return name && detail::sameTypeName(name, g_pEntityType); }}
-bool {n}::isKindOf(const QD_SDAI::QdIfcEntityType* type) const {{
-  return type && ({by_pointer});
-}}
-bool {n}::isKindOf(const char* name) const {{
-  return name && ({by_name});
-}}
-"""
-
-
-def emit_entity_sources(schema: schemadata.Schema) -> Dict[str, str]:
-    files: Dict[str, str] = {}
-    entities = schema.entities
-    size = max(1, -(-len(entities) // ENTITY_CHUNKS))
-    for k in range(ENTITY_CHUNKS):
-        part = entities[k * size:(k + 1) * size]
-        includes = "".join(f"#include <QdIfc4/entities/{e.name}.h>\n" for e in part)
-        body = "".join(emit_entity_source(schema, e) for e in part)
-        files[f"Entities_{k}.cpp"] = (f'{HEADER}#include "EntityFrame.h"\n{includes}\nnamespace IFC4 {{\n{body}\n'
-                                      f"}}  // namespace IFC4\n")
-    return files
 
 
 def emit_type_phases(schema: schemadata.Schema) -> str:
@@ -258,12 +170,8 @@ def outputs(schema: schemadata.Schema) -> Dict[str, str]:
     files = {"SchemaPhases.cpp": emit_phases(schema), "TypePhases.cpp": emit_type_phases(schema),
              "include/QdIfc4/Enumerations.h": emit_enumerations_header(schema),
              "include/QdIfc4/EnumerationTables.h": emit_enumeration_tables_header(schema),
-             "EnumerationTables.cpp": emit_enumeration_tables(schema),
-             "include/QdIfc4/Entities.h": HEADER + "#pragma once\n\n" + "".join(
-                 f"#include <QdIfc4/entities/{e.name}.h>\n" for e in schema.entities)}
-    for e in schema.entities:
-        files[f"include/QdIfc4/entities/{e.name}.h"] = emit_entity_header(e)
-    files.update(emit_entity_sources(schema))
+             "EnumerationTables.cpp": emit_enumeration_tables(schema)}
+    files.update(entities.outputs(attrmodel.resolve(schema)))
     files.update(selects.outputs(schema))
     return files
 

@@ -156,6 +156,7 @@ class Entity:
     name: str
     supertype: Optional[str]
     attributes: List[Attribute] = field(default_factory=list)
+    writable: List[str] = field(default_factory=list)  # own inverses putAttr writes, in its order
 
     @property
     def key(self) -> str:
@@ -335,7 +336,15 @@ def read_entities(path: str) -> List[Entity]:
             raise line.error(f"entity {name} is defined twice")
         if supertype is not None and supertype.upper() not in seen:
             raise line.error(f"the supertype {supertype} of {name} must come before it")
-        entity = Entity(name, supertype, [_read_attribute(sub) for sub in line.subs])
+        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword != "writable"]
+        entity = Entity(name, supertype, attributes)
+        inverses = {a.name for a in attributes if a.kind == "inverse"}
+        for sub in line.subs:
+            if sub.keyword == "writable":
+                (inverse,) = sub.fields(1)
+                if inverse not in inverses or inverse in entity.writable:
+                    raise sub.error(f"'writable {inverse}' names no own inverse of {name}, or names it twice")
+                entity.writable.append(inverse)
         order = {"explicit": 0, "derived": 1, "inverse": 2}
         kinds = [order[a.kind] for a in entity.attributes]
         if kinds != sorted(kinds):

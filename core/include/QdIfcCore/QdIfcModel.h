@@ -89,6 +89,12 @@ class QDIFCCORE_API QdIfcModel {
   // The live instances in ascending number order.
   std::vector<QdDbObjectId> instances() const;
 
+  // Fills the inverse attributes of the whole model: every instance hands its own
+  // handle to the objects its forward attributes name. The additions to inverse sets
+  // are made in one batch at the end, so the cost is O(n log n) in any id order.
+  // Running it again adds nothing twice. All references should resolve by then.
+  void setInverseCounterParts();
+
   // Bytes held by the model's own bookkeeping (slots and tables, not the objects).
   size_t bookkeepingBytes() const noexcept;
 

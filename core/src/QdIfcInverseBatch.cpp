@@ -1,0 +1,41 @@
+#include <QdIfcCore/QdIfcInverseBatch.h>
+
+#include <algorithm>
+
+namespace QD_SDAI {
+
+namespace {
+thread_local QdIfcInverseBatch* t_current = nullptr;
+}
+
+QdIfcInverseBatch::QdIfcInverseBatch() noexcept : m_previous(t_current) { t_current = this; }
+
+QdIfcInverseBatch::~QdIfcInverseBatch() {
+  flush();
+  t_current = m_previous;
+}
+
+QdIfcInverseBatch* QdIfcInverseBatch::current() noexcept { return t_current; }
+
+void QdIfcInverseBatch::flush() {
+  if (m_pending.empty()) return;
+  // Grouped by set, each group's handles in order.
+  std::sort(m_pending.begin(), m_pending.end(), [](const auto& a, const auto& b) {
+    if (a.first != b.first) return std::less<const void*>()(a.first, b.first);
+    return a.second < b.second;
+  });
+  QdIfcArray<QdDbObjectId> members;
+  for (size_t i = 0; i < m_pending.size();) {
+    QdIfcSetAggr<QdDbObjectId>* set = m_pending[i].first;
+    size_t end = i;
+    while (end < m_pending.size() && m_pending[end].first == set) ++end;
+    members.setLogicalLength(0);
+    set->exportTo(members);
+    for (size_t k = i; k < end; ++k) members.append(m_pending[k].second);
+    set->assign(members);  // sorts and drops repeats
+    i = end;
+  }
+  m_pending.clear();
+}
+
+}  // namespace QD_SDAI
