@@ -298,10 +298,15 @@ TEST_F(Attributes, AModelLinksInBulkOnceHoweverItIsRun) {
   nesting->setRelatingObject(wallB);
   nesting->setRelatedObjects(handles({opening, opening}));
   make<IFC4::IfcBuildingElementProxy>(&proxy);
+  // What an inverse held before stays beside what the bulk run adds.
+  QdDbObjectId associates;
+  ASSERT_TRUE(make<IFC4::IfcRelAssociatesMaterial>(&associates)->putAttr("RelatedObjects", QdIfcVariant(handles({wallA}))));
+  ASSERT_TRUE(object(wallA)->putAttr("HasAssociations", QdIfcVariant(handles({pset}))));
 
   for (int run = 0; run < 2; ++run) {
     model->setInverseCounterParts();
     EXPECT_EQ(inverseIds(object(storey), "ContainsElements"), std::vector<uint64_t>{contains.id()});
+    EXPECT_EQ(inverseIds(object(wallA), "HasAssociations"), (std::vector<uint64_t>{pset.id(), associates.id()}));
     EXPECT_EQ(inverseIds(object(wallB), "ContainedInStructure"), std::vector<uint64_t>{contains.id()});
     EXPECT_EQ(inverseIds(object(wallA), "ContainedInStructure"), std::vector<uint64_t>{contains.id()});
     EXPECT_TRUE(inverseIds(object(project), "IsDecomposedBy").empty());
