@@ -83,3 +83,31 @@ void freeDescriptorList(QdIfcArray<QdAnsiString*>& list) noexcept {
 }
 
 }  // namespace IFC4::detail
+
+namespace QD_SDAI {
+
+QdIfcVariantTypeEnum::QdIfcVariantTypeEnum(const IFC4::detail::EnumTable& table)
+    : QdIfcVariantTypePOD<int32_t>(table.wideName), m_table(table) {
+  IFC4::detail::buildDescriptorList(table, m_list);
+}
+
+QdIfcVariantTypeEnum::~QdIfcVariantTypeEnum() { IFC4::detail::freeDescriptorList(m_list); }
+
+bool QdIfcVariantTypeEnum::subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source,
+                                          QdIfcVariant& result) const {
+  return IFC4::detail::enumToValueType(m_table, *static_cast<const int32_t*>(source.payload()), target, result);
+}
+
+bool QdIfcVariantTypeEnum::subToString(HsString& out, const void* payload, StringFormat) const {
+  if (!payload) return false;
+  out.assign(IFC4::detail::enumToString(m_table, *static_cast<const int32_t*>(payload)));
+  return true;
+}
+
+bool QdIfcVariantTypeEnum::createVariant(QdIfcVariant& out) const {
+  const int32_t unset = m_table.count;
+  out.assignRaw(*this, &unset);
+  return true;
+}
+
+}  // namespace QD_SDAI

@@ -161,7 +161,7 @@ def emit_enumeration_tables(schema: schemadata.Schema) -> str:
         out.append(f"  QD_SDAI::QdIfcVariantType::Desc<{e.name}>::release();")
     out.append("}\n\n}  // namespace IFC4::detail\n")
     for e in schema.enumerations:
-        out.append(f"QDIFC_DEFINE_VARIANT_TYPE_WITH(locked, IFC4::{e.name}, new QdIfcVariantTypeEnum<IFC4::{e.name}>)")
+        out.append(f"QDIFC_DEFINE_VARIANT_TYPE_WITH(locked, IFC4::{e.name}, new QdIfcVariantTypeEnum(IFC4::detail::EnumTraits<IFC4::{e.name}>::table))")
     return "\n".join(out) + "\n"
 
 

@@ -69,33 +69,24 @@ bool enumFromVariant(const QD_SDAI::QdIfcVariant& source, E& value) {
 
 namespace QD_SDAI {
 
-template <class T>
-class QdIfcVariantTypeEnum final : public QdIfcVariantTypePOD<T>, public IQdIfcVariantTypeEnumeration {
-  static const IFC4::detail::EnumTable& table() { return IFC4::detail::EnumTraits<T>::table; }
-
+// The descriptor of every enumeration: one class over the enumeration's table, so
+// the 207 descriptors cost one body, not 207 template instances. Values are the
+// enumeration's 32-bit number.
+class QDIFC4_API QdIfcVariantTypeEnum final : public QdIfcVariantTypePOD<int32_t>, public IQdIfcVariantTypeEnumeration {
  public:
-  QdIfcVariantTypeEnum() : QdIfcVariantTypePOD<T>(table().wideName) { IFC4::detail::buildDescriptorList(table(), m_list); }
-  ~QdIfcVariantTypeEnum() override { IFC4::detail::freeDescriptorList(m_list); }
+  explicit QdIfcVariantTypeEnum(const IFC4::detail::EnumTable& table);
+  ~QdIfcVariantTypeEnum() override;
 
   const IQdIfcVariantTypeEnumeration* enumeration() const override { return this; }
-  bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source, QdIfcVariant& result) const override {
-    return IFC4::detail::enumToValueType(table(), static_cast<const T*>(source.payload())->value(), target, result);
-  }
-  bool subToString(HsString& out, const void* payload, StringFormat) const override {
-    if (!payload) return false;
-    out.assign(IFC4::detail::enumToString(table(), static_cast<const T*>(payload)->value()));
-    return true;
-  }
-  bool createVariant(QdIfcVariant& out) const override {
-    T unset(table().count);
-    out.assignRaw(*this, &unset);
-    return true;
-  }
+  bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source, QdIfcVariant& result) const override;
+  bool subToString(HsString& out, const void* payload, StringFormat) const override;
+  bool createVariant(QdIfcVariant& out) const override;
 
   int count() const override { return m_list.length(); }
   const QdAnsiString* item(int index) const override { return m_list[index]; }
 
  private:
+  const IFC4::detail::EnumTable& m_table;
   QdIfcArray<QdAnsiString*> m_list;
 };
 
