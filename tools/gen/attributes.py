@@ -124,58 +124,42 @@ def constructor_body(c: EntityClass) -> List[str]:
     return [f"  {a.member} = QD_SDAI::Consts::QdStringUnset;" for a in c.explicit if a.value.kind == "string"]
 
 
-def _chain_end(c: EntityClass, operation: str, call: str) -> str:
-    if c.supertype:
-        return f"  return {c.supertype}::{call};"
-    return "  return false;" if operation != "unsetAttr" else ""
+def test_rule(a: Attr) -> str:
+    return f"detail::isSet({a.member})"
+
+
+def unset_rule(a: Attr) -> str:
+    return f"detail::unset({a.member})"
+
+
+# The four operations: signature, access test, the call up the chain, the rule per name.
+OPERATIONS = [
+    ("getAttr", "bool {n}::getAttr(const QdAnsiString& name, QdIfcVariant& value) const", "checkRead",
+     "getAttr(name, value)", get_rule),
+    ("putAttr", "bool {n}::putAttr(const QdAnsiString& name, const QdIfcVariant& value)", "checkWrite",
+     "putAttr(name, value)", put_rule),
+    ("testAttr", "bool {n}::testAttr(const QdAnsiString& name) const", "checkRead", "testAttr(name)", test_rule),
+    ("unsetAttr", "void {n}::unsetAttr(const QdAnsiString& name)", "checkWrite", "unsetAttr(name)", unset_rule),
+]
 
 
 def emit_operations(c: EntityClass) -> str:
     n = c.name
     out: List[str] = []
-
-    def where(op: str) -> str:
-        return f'"IFC4::{n}::{op}"'
-
-    # getAttr
-    out.append(f"bool {n}::getAttr(const QdAnsiString& name, QdIfcVariant& value) const {{")
-    out.append(f"  detail::checkRead(this, {where('getAttr')});")
-    for a in operation_names(c, "getAttr"):
-        out.append(f'  if (detail::named(name, "{a.key}")) return {get_rule(a)};')
-    out.append(_chain_end(c, "getAttr", "getAttr(name, value)"))
-    out.append("}\n")
-
-    # putAttr
-    out.append(f"bool {n}::putAttr(const QdAnsiString& name, const QdIfcVariant& value) {{")
-    out.append(f"  detail::checkWrite(this, {where('putAttr')});")
-    for a in operation_names(c, "putAttr"):
-        out.append(f'  if (detail::named(name, "{a.key}")) return {put_rule(a)};')
-    out.append(_chain_end(c, "putAttr", "putAttr(name, value)"))
-    out.append("}\n")
-
-    # testAttr
-    out.append(f"bool {n}::testAttr(const QdAnsiString& name) const {{")
-    out.append(f"  detail::checkRead(this, {where('testAttr')});")
-    for a in operation_names(c, "testAttr"):
-        if a.value.kind == "binary":
-            out.append(f'  // "{a.key}": a binary is not tested; the supertype answers.')
-        else:
-            out.append(f'  if (detail::named(name, "{a.key}")) return detail::isSet({a.member});')
-    out.append(_chain_end(c, "testAttr", "testAttr(name)"))
-    out.append("}\n")
-
-    # unsetAttr
-    out.append(f"void {n}::unsetAttr(const QdAnsiString& name) {{")
-    out.append(f"  detail::checkWrite(this, {where('unsetAttr')});")
-    for a in operation_names(c, "unsetAttr"):
-        if a.value.kind == "binary":
-            out.append(f'  // "{a.key}": a binary is not unset; the call goes on to the supertype.')
-        else:
-            out.append(f'  if (detail::named(name, "{a.key}")) return detail::unset({a.member});')
-    if c.supertype:
-        out.append(f"  {c.supertype}::unsetAttr(name);")
-    out.append("}\n")
-    return "\n".join(line for line in out if line != "") + "\n"
+    for op, signature, check, up, rule in OPERATIONS:
+        out.append(signature.format(n=n) + " {")
+        out.append(f'  detail::{check}(this, "IFC4::{n}::{op}");')
+        for a in operation_names(c, op):
+            if a.value.kind == "binary" and op in ("testAttr", "unsetAttr"):
+                out.append(f'  // "{a.key}": a binary is neither tested nor unset by name; the supertype answers.')
+            else:
+                out.append(f'  if (detail::named(name, "{a.key}")) return {rule(a)};')
+        if c.supertype:
+            out.append(f"  {'' if op == 'unsetAttr' else 'return '}{c.supertype}::{up};")
+        elif op != "unsetAttr":
+            out.append("  return false;")
+        out.append("}\n")
+    return "\n".join(out) + "\n"
 
 
 def emit_accessors(c: EntityClass) -> str:
