@@ -19,10 +19,10 @@ QdIfcInverseBatch* QdIfcInverseBatch::current() noexcept { return t_current; }
 
 void QdIfcInverseBatch::flush() {
   if (m_pending.empty()) return;
-  // Grouped by set, each group's handles in order.
+  // Grouped by set. Within a group the order does not matter (the set sorts what it
+  // is given), so the sort compares addresses only and never reads an instance number.
   std::sort(m_pending.begin(), m_pending.end(), [](const auto& a, const auto& b) {
-    if (a.first != b.first) return std::less<const void*>()(a.first, b.first);
-    return a.second < b.second;
+    return std::less<const void*>()(a.first, b.first);
   });
   QdIfcArray<QdDbObjectId> members;
   for (size_t i = 0; i < m_pending.size();) {
