@@ -3,6 +3,7 @@
 // and the inverse links: every row of the link table, and a model linked in bulk.
 #include <QdIfc4/Entities.h>
 #include <QdIfc4/Module.h>
+#include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcException.h>
 #include <QdIfcCore/QdIfcModel.h>
 
@@ -88,6 +89,12 @@ TEST_F(Attributes, EnumerationsTakeTextAndNumbersOnly) {
   EXPECT_TRUE(wall.putAttr(type, QdIfcVariant(-1)));
   EXPECT_EQ(wall.getPredefinedType().value(), -1);
   EXPECT_TRUE(wall.testAttr(type));
+  // The dictionary's attribute answers as its name does.
+  const QdIfcAttributeDefinition* definition = IfcWall::g_pEntityType->findOwnAttribute("PredefinedType");
+  ASSERT_NE(definition, nullptr);
+  EXPECT_TRUE(wall.testAttr(definition));
+  wall.unsetAttr(type);
+  EXPECT_FALSE(wall.testAttr(definition));
   EXPECT_TRUE(wall.putAttr(type, QdIfcVariant(static_cast<unsigned long>(2))));
   EXPECT_EQ(wall.getPredefinedType().value(), 2);
   // What getAttr gives, the enumeration's own class, is not taken back; nor is a real.
