@@ -2,8 +2,12 @@
 
 #include <QdIfcCore/Consts.h>
 #include <QdIfcCore/Dictionary.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
+#include <QdIfcCore/QdIfcVariant.h>
 
 #include <algorithm>
+#include <memory>
+#include <strings.h>
 #include <string>
 #include <vector>
 
@@ -185,6 +189,86 @@ void flattenSelect(const QdIfcSelectType& select, std::vector<const QdIfcSelectT
   path.pop_back();
 }
 
+// The C++ type of the member an entity class holds for a value of type t, worked out
+// from the dictionary; "?" where the dictionary cannot say.
+std::string memberType(const DictionaryInstance* t);
+
+// An aggregate's element as the containers hold it: numbers, strings (BINARY too),
+// handles, or the select class.
+std::string elementType(const DictionaryInstance* t) {
+  std::string m = memberType(t);
+  if (m == "QdIfcBoolean" || m == "QdIfcLogical" || m == "QdIfcGUID" || m.rfind("enumeration ", 0) == 0) return "?";
+  return m;
+}
+
+const QdIfcAggregationType* aggregateOf(const DictionaryInstance* t) {
+  if (!t) return nullptr;
+  if (const QdIfcAggregationType* a = t->asAggregationType()) return a;
+  const QdIfcDefinedType* w = wrapper(t);
+  return w ? w->wrappedAggregate() : nullptr;
+}
+
+std::string memberType(const DictionaryInstance* t) {
+  for (int steps = 0; t && steps < 1000; ++steps) {
+    if (const QdIfcSimpleType* s = t->asSimpleType()) {
+      switch (s->primitiveKind()) {
+        case kQdTypeInteger: return "int";
+        case kQdTypeReal:
+        case kQdTypeNumber: return "double";
+        case kQdTypeBoolean: return "QdIfcBoolean";
+        case kQdTypeLogical: return "QdIfcLogical";
+        case kQdTypeString:
+        case kQdTypeBinary: return "QdAnsiString";
+        default: return "?";
+      }
+    }
+    if (const QdIfcAggregationType* a = aggregateOf(t)) {
+      if (const QdIfcAggregationType* inner = aggregateOf(a->elementType()))
+        return "QdIfcListAggrCompound<QdIfcListAggr<" + elementType(inner->elementType()) + ">>";
+      const std::string element = elementType(a->elementType());
+      const int lower = a->lowerBound() && a->lowerBound()->isSet() ? a->lowerBound()->value() : 0;
+      const bool open = !a->upperBound() || !a->upperBound()->isSet();
+      const std::string bounds = ", " + std::to_string(lower) + ", " + (open ? "65536" : boundText(a->upperBound()));
+      const auto kind = a->aggregationType();
+      const char* shape = kind == QdIfcAggregationType::kArray ? "Array"
+                          : kind == QdIfcAggregationType::kSet ? "Set"
+                                                               : "List";
+      // Only LIST [0:?] and SET [0:?] are held unbounded; arrays always keep their bounds.
+      if (lower == 0 && open && kind != QdIfcAggregationType::kArray)
+        return std::string("QdIfc") + shape + "Aggr<" + element + ">";
+      return std::string("QdIfc") + shape + "AggrBounded<" + element + bounds + ">";
+    }
+    const QdIfcNameType* n = t->asNameType();
+    if (!n) break;
+    if (n->asEntityType()) return "QdDbObjectId";
+    if (n->asSelectType()) return n->typeName();
+    if (n->asEnumType()) return std::string("enumeration ") + n->typeName();
+    const QdIfcDefinedType* w = n->asDefinedType();
+    if (!w) break;
+    if (w->wrappedEnumeration()) return std::string("enumeration ") + w->typeName();
+    if (w->wrappedSelect()) return w->typeName();
+    if (strcasecmp(w->typeName(), "IfcGloballyUniqueId") == 0) return "QdIfcGUID";
+    t = w->underlyingType();
+  }
+  return "?";
+}
+
+// What an entity class holds for an attribute: inverses are sets of handles, or one
+// handle where the dictionary has no aggregate for them; derived attributes have no member.
+std::string memberOf(const QdIfcAttributeDefinition& a) {
+  if (a.asDerivedAttributeDefinition()) return "none";
+  if (a.asInverseAttributeDefinition()) return aggregateOf(a.type()) ? "QdIfcSetAggr<QdDbObjectId>" : "QdDbObjectId";
+  return memberType(a.type());
+}
+
+// Whether the class takes the attribute by name. Explicit attributes always; an
+// inverse only if the loaded module's class accepts an (empty) set of handles for it.
+bool writableByName(const QdIfcAttributeDefinition& a, QdIfcEntityBase* probe) {
+  if (a.asExplicitAttributeDefinition()) return true;
+  if (!a.asInverseAttributeDefinition() || !probe) return false;
+  return probe->putAttr(QdAnsiString(a.name()), QdIfcVariant(QdIfcArray<QdDbObjectId>()));
+}
+
 void describeEntity(const QdIfcEntityType& e, std::ostream& out) {
   out << "entity " << e.schemaName() << " (" << e.typeName() << ")\n";
   std::vector<const QdIfcEntityType*> chain;
@@ -194,6 +278,8 @@ void describeEntity(const QdIfcEntityType& e, std::ostream& out) {
   for (size_t i = 0; i + 1 < chain.size(); ++i) out << (i ? " > " : "") << chain[i]->schemaName();
   out << '\n';
   out << "  attributes (inherited ones marked with their owner):\n";
+  // A free instance of the class, to ask which inverses it takes by name.
+  std::unique_ptr<QdIfcEntityBase> probe(e.createInstance());
   for (const QdIfcEntityType* t : chain) {
     for (const QdIfcAttributeDefinition* a : t->attributes()) {
       const char* kind = a->asDerivedAttributeDefinition() ? "derived" : a->asInverseAttributeDefinition() ? "inverse"
@@ -204,7 +290,7 @@ void describeEntity(const QdIfcEntityType& e, std::ostream& out) {
             << boundText(v->upperBound());
       if (const QdIfcDerivedAttributeDefinition* v = a->asDerivedAttributeDefinition(); v && v->redeclared())
         out << ", redeclares " << attributeRef(v->redeclared());
-      out << "]";
+      out << "]  member " << memberOf(*a) << ", " << (writableByName(*a, probe.get()) ? "writable" : "read-only");
       if (t != &e) out << "  (from " << t->schemaName() << ")";
       out << '\n';
     }

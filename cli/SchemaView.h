@@ -14,6 +14,9 @@ namespace qdhost {
 void dumpSchema(const QD_SDAI::QdIfcSchema& schema, std::ostream& out);
 
 // One type for a person to read. False if the schema has no type of that name.
+// An entity's attribute lines end in the member its class holds, worked out from the
+// dictionary, and whether the loaded class writes it by name:
+//   ...]  member <C++ type | enumeration <name> | none | ?>, <writable | read-only>
 // A select also shows its class's flattened members, for machines as well:
 //   flattened (<N>)
 //     <place>\t<Name>\t<Letter>\t<type code kind>

@@ -161,12 +161,14 @@ TEST(Qdifc, DescribesAnEntityASelectAndAnEnumeration) {
   ASSERT_LT(tag, w.size());
   EXPECT_LT(globalId, decomposedBy);
   EXPECT_LT(decomposedBy, tag);
-  EXPECT_NE(w[globalId].find("[explicit]  (from IfcRoot)"), std::string::npos) << w[globalId];
-  EXPECT_NE(w[decomposedBy].find("[inverse of IFCRELAGGREGATES.RelatingObject, 0..?]  (from IfcObjectDefinition)"),
+  EXPECT_NE(w[globalId].find("[explicit]  member QdIfcGUID, writable  (from IfcRoot)"), std::string::npos)
+      << w[globalId];
+  EXPECT_NE(w[decomposedBy].find("[inverse of IFCRELAGGREGATES.RelatingObject, 0..?]  member "
+                                 "QdIfcSetAggr<QdDbObjectId>, read-only  (from IfcObjectDefinition)"),
             std::string::npos)
       << w[decomposedBy];
   EXPECT_NE(w[tag].find("(from IfcElement)"), std::string::npos) << w[tag];
-  EXPECT_EQ(w.back(), "    PredefinedType : ifcwalltypeenum  [explicit]");
+  EXPECT_EQ(w.back(), "    PredefinedType : ifcwalltypeenum  [explicit]  member enumeration ifcwalltypeenum, writable");
 
   CommandResult shell = qdifc("schema IFCSHELL");
   ASSERT_EQ(shell.status, 0) << shell.out;
@@ -265,4 +267,68 @@ TEST(Qdifc, SelectsShowTheMembersOfTheirClassesInClassOrder) {
       EXPECT_EQ(f[3], std::to_string(codes.at(letter))) << flat[i];
     }
   }
+}
+
+// Each attribute line names the member the entity class holds, worked out from the
+// dictionary, and whether the loaded module's class writes it by name.
+TEST(Qdifc, EntitiesShowTheMemberOfEachAttribute) {
+  qdhost::ModuleLoader loader;
+  ASSERT_TRUE(loader.load(QDIFC_TEST_MODULE_PATH)) << loader.error();
+  const QdIfcSchema& schema = *loader.schema();
+  // Own attribute lines of one entity: name -> "member ..., writable|read-only".
+  auto own = [&](const std::string& entity) {
+    std::ostringstream out;
+    std::map<std::string, std::string> m;
+    if (!qdhost::describeType(schema, entity, out)) return m;
+    for (const std::string& l : lines(out.str())) {
+      size_t member = l.find("]  member ");
+      if (l.rfind("    ", 0) != 0 || member == std::string::npos || l.find("  (from ") != std::string::npos) continue;
+      m[l.substr(4, l.find(" : ") - 4)] = l.substr(member + 3);
+    }
+    return m;
+  };
+  const std::vector<std::array<std::string, 3>> table = {
+      {"IfcRoot", "GlobalId", "member QdIfcGUID, writable"},
+      {"IfcRoot", "OwnerHistory", "member QdDbObjectId, writable"},
+      {"IfcRoot", "Name", "member QdAnsiString, writable"},
+      {"IfcBlobTexture", "RasterCode", "member QdAnsiString, writable"},
+      {"IfcDimensionalExponents", "LengthExponent", "member int, writable"},
+      {"IfcSite", "RefElevation", "member double, writable"},
+      {"IfcTrimmedCurve", "SenseAgreement", "member QdIfcBoolean, writable"},
+      {"IfcBSplineCurve", "ClosedCurve", "member QdIfcLogical, writable"},
+      {"IfcWall", "PredefinedType", "member enumeration ifcwalltypeenum, writable"},
+      {"IfcActor", "TheActor", "member IfcActorSelect, writable"},
+      {"IfcRelAggregates", "RelatedObjects", "member QdIfcSetAggrBounded<QdDbObjectId, 1, 65536>, writable"},
+      {"IfcConnectedFaceSet", "CfsFaces", "member QdIfcSetAggrBounded<QdDbObjectId, 1, 65536>, writable"},
+      {"IfcGeometricSet", "Elements", "member QdIfcSetAggrBounded<IfcGeometricSetSelect, 1, 65536>, writable"},
+      {"IfcPolyLoop", "Polygon", "member QdIfcListAggrBounded<QdDbObjectId, 3, 65536>, writable"},
+      {"IfcTrimmedCurve", "Trim1", "member QdIfcSetAggrBounded<IfcTrimmingSelect, 1, 2>, writable"},
+      {"IfcIrregularTimeSeriesValue", "ListValues", "member QdIfcListAggrBounded<IfcValue, 1, 65536>, writable"},
+      {"IfcCartesianPoint", "Coordinates", "member QdIfcListAggrBounded<double, 1, 3>, writable"},
+      {"IfcSite", "RefLatitude", "member QdIfcListAggrBounded<int, 3, 4>, writable"},
+      {"IfcPixelTexture", "Pixel", "member QdIfcListAggrBounded<QdAnsiString, 1, 65536>, writable"},
+      {"IfcMaterialLayerWithOffsets", "OffsetValues", "member QdIfcArrayAggrBounded<double, 1, 2>, writable"},
+      {"IfcCartesianPointList3D", "CoordList", "member QdIfcListAggrCompound<QdIfcListAggr<double>>, writable"},
+      {"IfcTriangulatedFaceSet", "CoordIndex", "member QdIfcListAggrCompound<QdIfcListAggr<int>>, writable"},
+      {"IfcBSplineSurface", "ControlPointsList",
+       "member QdIfcListAggrCompound<QdIfcListAggr<QdDbObjectId>>, writable"},
+      {"IfcObjectDefinition", "IsDecomposedBy", "member QdIfcSetAggr<QdDbObjectId>, read-only"},
+      {"IfcObjectDefinition", "HasAssociations", "member QdIfcSetAggr<QdDbObjectId>, writable"},
+      {"IfcFeatureElementSubtraction", "VoidsElements", "member QdDbObjectId, read-only"},
+      {"IfcOrientedEdge", "ifcedge_edgestart", "member none, read-only"},
+      {"IfcSurfaceCurve", "MasterRepresentation", "member ?, writable"},
+  };
+  for (const auto& [entity, attribute, expected] : table) EXPECT_EQ(own(entity)[attribute], expected) << entity;
+
+  // Over the whole schema: what is writable by name, and nothing else unresolved.
+  std::map<std::string, int> counts;
+  const Dictionary& types = schema.entityTypes();
+  for (int i = 0; i < types.size(); ++i)
+    for (const auto& [name, member] : own(types.valueAt(i)->asNameType()->typeName())) {
+      ++counts[member.substr(member.rfind(", ") + 2)];
+      if (member.rfind("member ?", 0) == 0) ++counts["unresolved"];
+    }
+  EXPECT_EQ(counts["writable"], 1491 + 3);
+  EXPECT_EQ(counts["read-only"], 150 + 62);
+  EXPECT_EQ(counts["unresolved"], 1);  // an enumeration the dictionary has no entry for
 }
