@@ -1,4 +1,5 @@
 // qdifc: a command-line host of the IFC4 schema module.
+#include "FileCommands.h"
 #include "ModuleLoader.h"
 #include "SchemaView.h"
 
@@ -19,6 +20,9 @@ const char* kUsage =
     "commands:\n"
     "  schema NAME      show one type of the IFC4 dictionary (any case)\n"
     "  schema --dump    print the whole dictionary in the tab-separated dump format\n"
+    "  load FILE        read an IFC4 file; instances per type, problems, time and memory\n"
+    "  check FILE       read an IFC4 file and list every problem\n"
+    "  convert IN OUT   read IN and write the model to OUT\n"
     "  help             show this text\n"
     "\n"
     "options:\n"
@@ -102,5 +106,8 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (command == "schema") return runSchema(rest, modulePath);
+  if (command == "load") return qdhost::runLoad(rest, modulePath);
+  if (command == "check") return qdhost::runCheck(rest, modulePath);
+  if (command == "convert") return qdhost::runConvert(rest, modulePath);
   return usageError("unknown command '" + command + "'", kUsage);
 }

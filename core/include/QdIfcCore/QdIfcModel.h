@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace QD_SDAI {
@@ -30,6 +31,14 @@ enum SdaiAccessMode : int {
   sdaiRW = 2,        // read-write
 };
 
+// The header section of a file, each entry as the parameter list of its record,
+// parentheses included ("(('ViewDefinition [...]'),'2;1')").
+struct QdSpfHeaderSection {
+  std::string description;  // FILE_DESCRIPTION
+  std::string name;         // FILE_NAME
+  std::string schema;       // FILE_SCHEMA
+};
+
 class QDIFCCORE_API QdIfcModel {
  public:
   explicit QdIfcModel(const QdIfcSchema* schema = nullptr);
@@ -40,6 +49,9 @@ class QDIFCCORE_API QdIfcModel {
   SdaiAccessMode mode() const noexcept { return m_mode; }
   void setMode(SdaiAccessMode mode) noexcept { m_mode = mode; }
   const QdIfcSchema* schema() const noexcept { return m_schema; }
+  // The header written with the model; filled by loading, empty for a new model.
+  QdSpfHeaderSection& header() noexcept { return m_header; }
+  const QdSpfHeaderSection& header() const noexcept { return m_header; }
 
   // Takes an object over under the next free number (one above the highest in use).
   // Null if the object is null or belongs to a model already.
@@ -107,6 +119,7 @@ class QDIFCCORE_API QdIfcModel {
   static constexpr size_t kPageSize = 4096;
 
   const QdIfcSchema* m_schema;
+  QdSpfHeaderSection m_header;
   SdaiAccessMode m_mode = sdaiRW;
   std::vector<std::unique_ptr<detail::ObjectSlot[]>> m_pages;
   size_t m_slotsUsed = 0;   // slots handed out in all pages

@@ -1,0 +1,60 @@
+// Loading an ISO 10303-21 file into a model and saving a model as one.
+//
+// Loading is one pass over the bytes in memory: each record's type is found in the
+// schema's dictionary without regard to case, its instance made by the type's
+// factory and added under the record's number, its parameters read by inFields, and
+// every "#n" becomes a handle through the model's id table at once, also for records
+// that come later. Then references that never found their record are reported, and
+// the inverse attributes are filled. Whatever is wrong in the file becomes an entry
+// of the report (offset, line, record, what was expected, what was found); the
+// records that can be read are kept.
+#pragma once
+
+#include <QdIfcCore/Export.h>
+#include <QdIfcCore/QdSpfFilerBase.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace QD_SDAI {
+
+class QdIfcModel;
+
+struct QdIfcLoadOptions {
+  // Load a file whose FILE_SCHEMA is not IFC4 anyway (as far as its records are IFC4's).
+  bool acceptOtherSchemas = false;
+  // Fill the inverse attributes after reading.
+  bool linkInverses = true;
+};
+
+struct QDIFCCORE_API QdIfcLoadReport {
+  std::string file;                       // the path, or empty for bytes in memory
+  std::vector<QdSpfProblem> problems;     // in file order, lines filled in
+  std::vector<std::pair<std::string, uint64_t>> counts;  // instances per type name, by name
+  std::vector<std::string> schemas;       // the names in FILE_SCHEMA
+  uint64_t records = 0;                   // records read into instances
+  uint64_t bytes = 0;
+  bool schemaRefused = false;             // FILE_SCHEMA is not IFC4 and the load stopped
+  bool opened = true;                     // false if the file could not be read
+
+  bool ok() const noexcept { return opened && !schemaRefused && problems.empty(); }
+  // "file:line: #id: expected X, found Y" for each problem.
+  std::string describe(const QdSpfProblem& p) const;
+};
+
+// Reads the records of bytes into model (which should be empty and have a schema).
+QDIFCCORE_API QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options = {});
+// The same for a file.
+QDIFCCORE_API QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path,
+                                            const QdIfcLoadOptions& options = {});
+
+// The model as a file: the header kept from loading (or a default one), then every
+// instance in number order as "#id=NAME(...);".
+QDIFCCORE_API std::string qdIfcSaveText(QdIfcModel& model);
+// Writes qdIfcSaveText to path; false with a message in error when it cannot.
+QDIFCCORE_API bool qdIfcSaveFile(QdIfcModel& model, const std::string& path, std::string* error = nullptr);
+
+}  // namespace QD_SDAI

@@ -1,0 +1,368 @@
+#include <QdIfcCore/QdSpfFile.h>
+
+#include <QdIfcCore/Dictionary.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
+#include <QdIfcCore/QdIfcModel.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <strings.h>
+#include <unordered_map>
+
+namespace QD_SDAI {
+
+namespace {
+
+bool isWordChar(char c) noexcept {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
+}
+
+// The record reader: the keywords and frames of the file around the parameter
+// lists, which the filer reads.
+class Loader {
+ public:
+  Loader(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options, QdIfcLoadReport& report)
+      : m_model(model), m_filer(bytes.data(), bytes.data() + bytes.size(), &model), m_options(options),
+        m_report(report) {}
+
+  void run() {
+    if (!keyword("ISO-10303-21")) {
+      m_filer.problem("ISO-10303-21;", m_filer.sampleAt(m_filer.position()));
+    } else {
+      expect(';');
+    }
+    if (!header()) return;
+    bool anyData = false;
+    while (keyword("DATA")) {
+      anyData = true;
+      if (m_filer.peek() == '(') m_filer.skipParameter();  // a data section's own parameters
+      expect(';');
+      data();
+    }
+    if (!anyData) m_filer.problem("DATA;", m_filer.sampleAt(m_filer.position()));
+    if (!keyword("END-ISO-10303-21")) m_filer.problem("END-ISO-10303-21;", m_filer.sampleAt(m_filer.position()));
+    else expect(';');
+    finish();
+  }
+
+ private:
+  // The word at the position, consumed if it is w (any case).
+  bool keyword(const char* w) {
+    m_filer.peek();
+    const char* p = m_filer.position();
+    size_t n = std::strlen(w);
+    if (static_cast<size_t>(m_filer.end() - p) < n || strncasecmp(p, w, n) != 0) return false;
+    if (p + n < m_filer.end() && isWordChar(p[n])) return false;
+    m_filer.setPosition(p + n);
+    return true;
+  }
+  std::string_view word() {
+    m_filer.peek();
+    const char* p = m_filer.position();
+    const char* q = p;
+    while (q < m_filer.end() && isWordChar(*q)) ++q;
+    m_filer.setPosition(q);
+    return std::string_view(p, static_cast<size_t>(q - p));
+  }
+  bool expect(char c) {
+    if (m_filer.peek() == c) {
+      m_filer.setPosition(m_filer.position() + 1);
+      return true;
+    }
+    m_filer.problem(std::string("'") + c + "'", m_filer.sampleAt(m_filer.position()));
+    return false;
+  }
+  // Moves past the next ';' outside strings: the end of a damaged record.
+  void skipRecord() {
+    for (;;) {
+      m_filer.skipParameter();
+      char c = m_filer.peek();
+      if (c == '\0') return;
+      m_filer.setPosition(m_filer.position() + 1);
+      if (c == ';') return;
+    }
+  }
+  // The parameter list at the position, "(...)", as text.
+  std::string parameters() {
+    m_filer.peek();
+    const char* start = m_filer.position();
+    if (m_filer.peek() != '(') return {};
+    m_filer.setPosition(start + 1);
+    int depth = 1;
+    while (depth > 0) {
+      m_filer.skipParameter();
+      char c = m_filer.peek();
+      if (c == '\0' || c == ';') break;
+      if (c == ')') --depth;
+      m_filer.setPosition(m_filer.position() + 1);
+    }
+    return std::string(start, m_filer.position());
+  }
+
+  bool header() {
+    if (!keyword("HEADER")) {
+      m_filer.problem("HEADER;", m_filer.sampleAt(m_filer.position()));
+      return true;
+    }
+    expect(';');
+    QdSpfHeaderSection& h = m_model.header();
+    while (m_filer.peek() != '\0' && !keyword("ENDSEC")) {
+      std::string_view name = word();
+      if (name.empty()) {
+        m_filer.problem("a header record", m_filer.sampleAt(m_filer.position()));
+        skipRecord();
+        continue;
+      }
+      std::string params = parameters();
+      expect(';');
+      if (strncasecmp(name.data(), "FILE_DESCRIPTION", name.size()) == 0 && name.size() == 16) h.description = params;
+      else if (name.size() == 9 && strncasecmp(name.data(), "FILE_NAME", 9) == 0) h.name = params;
+      else if (name.size() == 11 && strncasecmp(name.data(), "FILE_SCHEMA", 11) == 0) h.schema = params;
+    }
+    expect(';');
+    // The schema names are the strings of FILE_SCHEMA.
+    for (size_t i = 0; (i = h.schema.find('\'', i)) != std::string::npos;) {
+      size_t j = h.schema.find('\'', i + 1);
+      if (j == std::string::npos) break;
+      m_report.schemas.push_back(h.schema.substr(i + 1, j - i - 1));
+      i = j + 1;
+    }
+    bool ifc4 = std::any_of(m_report.schemas.begin(), m_report.schemas.end(),
+                            [](const std::string& s) { return strcasecmp(s.c_str(), "IFC4") == 0; });
+    if (!ifc4) {
+      std::string found = m_report.schemas.empty() ? "no schema name" : m_report.schemas.front();
+      m_filer.problemAt(m_filer.begin(), "FILE_SCHEMA(('IFC4'))", found);
+      if (!m_options.acceptOtherSchemas) {
+        m_report.schemaRefused = true;
+        return false;
+      }
+    }
+    return true;
+  }
+
+  const QdIfcEntityType* typeNamed(std::string_view name) {
+    auto found = m_types.find(name);
+    if (found != m_types.end()) return found->second;
+    const QdIfcEntityType* type = nullptr;
+    if (const QdIfcSchema* schema = m_model.schema()) {
+      const DictionaryInstance* d = schema->entityTypes().find(name);
+      const QdIfcNameType* n = d ? d->asNameType() : nullptr;
+      type = n ? n->asEntityType() : nullptr;
+    }
+    m_types.emplace(name, type);
+    return type;
+  }
+
+  void data() {
+    for (;;) {
+      char c = m_filer.peek();
+      if (c == '\0') {
+        m_filer.problem("ENDSEC;", "the end of the file");
+        return;
+      }
+      if (c != '#') {
+        if (keyword("ENDSEC")) {
+          expect(';');
+          return;
+        }
+        m_filer.problem("a record #n=...;", m_filer.sampleAt(m_filer.position()));
+        skipRecord();
+        continue;
+      }
+      record();
+    }
+  }
+
+  void record() {
+    const char* start = m_filer.position();
+    uint64_t id = 0;
+    const char* p = start + 1;
+    bool overflow = false;
+    while (p < m_filer.end() && *p >= '0' && *p <= '9') {
+      if (id > (UINT64_MAX - 9) / 10) overflow = true;
+      id = id * 10 + static_cast<uint64_t>(*p - '0');
+      ++p;
+    }
+    m_filer.setPosition(p);
+    m_filer.beginRecord(overflow ? 0 : id);
+    if (id == 0 || overflow || p == start + 1) {
+      m_filer.problemAt(start, "an instance name #1 to #18446744073709551615", m_filer.sampleAt(start));
+      skipRecord();
+      return;
+    }
+    if (!expect('=')) {
+      skipRecord();
+      return;
+    }
+    if (m_filer.peek() == '(') {
+      m_filer.problem("a simple record", "an external mapping (complex) record, which is skipped");
+      skipRecord();
+      return;
+    }
+    const char* at = m_filer.position();
+    std::string_view name = word();
+    const QdIfcEntityType* type = name.empty() ? nullptr : typeNamed(name);
+    if (!type) {
+      m_filer.problemAt(at, "an IFC4 entity type", name.empty() ? m_filer.sampleAt(at) : std::string(name));
+      skipRecord();
+      return;
+    }
+    if (m_filer.peek() != '(') {
+      m_filer.problem("'('", m_filer.sampleAt(m_filer.position()));
+      skipRecord();
+      return;
+    }
+    std::unique_ptr<QdIfcEntityBase> object(type->createInstance());
+    if (!object) {
+      skipRecord();
+      return;
+    }
+    QdDbObjectId handle = m_model.addInstance(object.get(), id);
+    if (handle.isNull()) {
+      m_filer.problemAt(start, "a new instance name", "#" + std::to_string(id) + " again");
+      skipRecord();
+      return;
+    }
+    QdIfcEntityBase* o = object.release();
+    m_filer.setPosition(m_filer.position() + 1);
+    o->inFields(&m_filer);
+    ++m_counts[type];
+    ++m_report.records;
+    // The record ends here: anything before its ')' is one parameter too many.
+    if (m_filer.peek() != ')') {
+      if (m_filer.peek() == ',' && !m_filer.recordEnded())
+        m_filer.problem("')' after the last parameter", "more parameters");
+      else if (!m_filer.recordEnded())
+        m_filer.problem("')'", m_filer.sampleAt(m_filer.position()));
+      skipRecord();
+      return;
+    }
+    m_filer.setPosition(m_filer.position() + 1);
+    if (m_filer.peek() == ';') {
+      m_filer.setPosition(m_filer.position() + 1);
+    } else {
+      m_filer.problem("';'", m_filer.sampleAt(m_filer.position()));
+      skipRecord();
+    }
+  }
+
+  void finish() {
+    m_filer.beginRecord(0);
+    for (uint64_t id : m_model.unresolvedIds())
+      m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
+    if (m_options.linkInverses) m_model.setInverseCounterParts();
+  }
+
+ public:
+  void report() {
+    std::vector<QdSpfProblem>& problems = m_filer.problems();
+    // Lines, worked out in one pass over the bytes in order of offset.
+    std::stable_sort(problems.begin(), problems.end(),
+                     [](const QdSpfProblem& a, const QdSpfProblem& b) { return a.offset < b.offset; });
+    const char* p = m_filer.begin();
+    uint64_t line = 1;
+    for (QdSpfProblem& pr : problems) {
+      const char* to = m_filer.begin() + pr.offset;
+      for (; p < to; ++p)
+        if (*p == '\n') ++line;
+      pr.line = line;
+    }
+    m_report.problems = std::move(problems);
+    for (const auto& [type, count] : m_counts) m_report.counts.emplace_back(type->schemaName(), count);
+    std::sort(m_report.counts.begin(), m_report.counts.end());
+  }
+
+ private:
+  QdIfcModel& m_model;
+  QdSpfFilerBase m_filer;
+  const QdIfcLoadOptions& m_options;
+  QdIfcLoadReport& m_report;
+  std::unordered_map<std::string_view, const QdIfcEntityType*> m_types;
+  std::unordered_map<const QdIfcEntityType*, uint64_t> m_counts;
+};
+
+}  // namespace
+
+std::string QdIfcLoadReport::describe(const QdSpfProblem& p) const {
+  std::string s = (file.empty() ? std::string("<bytes>") : file) + ":" + std::to_string(p.line) + ": ";
+  if (p.instance) s += "#" + std::to_string(p.instance) + ": ";
+  s += "expected " + p.expected + ", found " + p.found;
+  return s;
+}
+
+QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options) {
+  QdIfcLoadReport report;
+  report.bytes = bytes.size();
+  Loader loader(model, bytes, options, report);
+  loader.run();
+  loader.report();
+  return report;
+}
+
+QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path, const QdIfcLoadOptions& options) {
+  std::ifstream in(path, std::ios::binary);
+  std::string bytes;
+  if (in) {
+    in.seekg(0, std::ios::end);
+    bytes.resize(static_cast<size_t>(std::max<std::streamoff>(0, in.tellg())));
+    in.seekg(0);
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  }
+  if (!in) {
+    QdIfcLoadReport report;
+    report.file = path;
+    report.opened = false;
+    QdSpfProblem p;
+    p.expected = "a readable file";
+    p.found = "none at " + path;
+    report.problems.push_back(p);
+    return report;
+  }
+  QdIfcLoadReport report = qdIfcLoad(model, bytes, options);
+  report.file = path;
+  return report;
+}
+
+std::string qdIfcSaveText(QdIfcModel& model) {
+  QdSpfFilerBase filer;
+  std::string& out = filer.text();
+  const QdSpfHeaderSection& h = model.header();
+  out += "ISO-10303-21;\nHEADER;\n";
+  out += "FILE_DESCRIPTION" + (h.description.empty() ? std::string("(('ViewDefinition [CoordinationView]'),'2;1')")
+                                                      : h.description) + ";\n";
+  out += "FILE_NAME" + (h.name.empty() ? std::string("('','',(''),(''),'','','')") : h.name) + ";\n";
+  out += "FILE_SCHEMA" + (h.schema.empty() ? std::string("(('IFC4'))") : h.schema) + ";\n";
+  out += "ENDSEC;\nDATA;\n";
+  char number[24];
+  model.forEach([&](const QdDbObjectId& id, QdIfcEntityBase* object) {
+    const QdIfcEntityType* type = object->getInstanceType();
+    if (!type) return;
+    out.push_back('#');
+    int n = std::snprintf(number, sizeof number, "%llu", static_cast<unsigned long long>(id.id()));
+    out.append(number, static_cast<size_t>(n));
+    out.push_back('=');
+    out.append(type->typeName());
+    out.push_back('(');
+    object->outFields(&filer);
+    out += ");\n";
+  });
+  out += "ENDSEC;\nEND-ISO-10303-21;\n";
+  return std::move(out);
+}
+
+bool qdIfcSaveFile(QdIfcModel& model, const std::string& path, std::string* error) {
+  std::string text = qdIfcSaveText(model);
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+  if (!out) {
+    if (error) *error = "cannot write " + path;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace QD_SDAI

@@ -1,0 +1,768 @@
+#include <QdIfcCore/QdSpfFilerBase.h>
+
+#include <QdIfcCore/Consts.h>
+#include <QdIfcCore/HsString.h>
+#include <QdIfcCore/QdIfcGUID.h>
+#include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcSelect.h>
+#include <QdIfcCore/QdIfcSettings.h>
+#include <QdIfcCore/TextEncodeDecode.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace QD_SDAI {
+
+namespace {
+
+inline bool isBlank(char c) noexcept { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+inline bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+inline bool isUpperWord(char c) noexcept {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || isDigit(c) || c == '_' || c == '-';
+}
+
+}  // namespace
+
+// ---- stream and read helper ------------------------------------------------------------
+
+void QdSpfStream::seek(int count, int) noexcept {
+  const char* p = m_filer.m_p - count;
+  m_filer.m_p = p < m_filer.m_begin ? m_filer.m_begin : p;
+}
+
+bool QdSpfReadHelper::skipUntilRet(char c, const std::function<bool(char)>&) { return skipUntilRet(c); }
+
+bool QdSpfReadHelper::skipUntilRet(char c) noexcept {
+  if (m_filer.peek() != c) return false;
+  ++m_filer.m_p;
+  return true;
+}
+
+bool QdSpfReadHelper::ignoreParamter(bool noComma) {
+  QdSpfFilerBase& f = m_filer;
+  f.skipParameter();
+  if (noComma) return true;
+  if (f.peek() == ',') {
+    ++f.m_p;
+    return true;
+  }
+  return false;
+}
+
+// ---- construction ----------------------------------------------------------------
+
+QdSpfFilerBase::QdSpfFilerBase() : m_utf8(settings().get_useUTF8()), m_helper(*this) {}
+
+QdSpfFilerBase::QdSpfFilerBase(const char* begin, const char* end, QdIfcModel* model)
+    : m_begin(begin), m_p(begin), m_end(end), m_model(model), m_utf8(settings().get_useUTF8()), m_helper(*this) {}
+
+QdSpfFilerBase::~QdSpfFilerBase() = default;
+
+// ---- lexical basics ---------------------------------------------------------------
+
+char QdSpfFilerBase::peek() noexcept {
+  for (;;) {
+    while (m_p < m_end && isBlank(*m_p)) ++m_p;
+    if (m_p + 1 < m_end && m_p[0] == '/' && m_p[1] == '*') {
+      const char* close = m_p + 2;
+      while (close + 1 < m_end && !(close[0] == '*' && close[1] == '/')) ++close;
+      m_p = close + 1 < m_end ? close + 2 : m_end;
+      continue;
+    }
+    return m_p < m_end ? *m_p : '\0';
+  }
+}
+
+std::string QdSpfFilerBase::sampleAt(const char* p) const {
+  if (!p || p >= m_end) return "the end of the file";
+  std::string s;
+  for (const char* q = p; q < m_end && s.size() < 24 && *q != '\n' && *q != '\r'; ++q)
+    s.push_back(static_cast<unsigned char>(*q) < 0x20 || static_cast<unsigned char>(*q) >= 0x7F ? '?' : *q);
+  return "'" + s + "'";
+}
+
+void QdSpfFilerBase::problemAt(const char* at, std::string expected, std::string found) {
+  QdSpfProblem p;
+  p.offset = static_cast<uint64_t>((at && at <= m_end ? at : m_end) - m_begin);
+  p.instance = m_instance;
+  p.expected = std::move(expected);
+  p.found = std::move(found);
+  m_problems.push_back(std::move(p));
+}
+
+void QdSpfFilerBase::problem(std::string expected, std::string found) {
+  problemAt(m_p, std::move(expected), std::move(found));
+}
+
+void QdSpfFilerBase::skipParameter() noexcept {
+  int depth = 0;
+  while (true) {
+    char c = peek();
+    if (c == '\0' || c == ';') return;
+    if (c == '\'' || c == '"') {
+      ++m_p;
+      while (m_p < m_end) {
+        if (*m_p == c) {
+          if (m_p + 1 < m_end && m_p[1] == c) {
+            m_p += 2;
+            continue;
+          }
+          ++m_p;
+          break;
+        }
+        ++m_p;
+      }
+      continue;
+    }
+    if (c == '(') ++depth;
+    if (c == ')' || c == ',') {
+      if (depth == 0) return;
+      if (c == ')') --depth;
+    }
+    ++m_p;
+  }
+}
+
+bool QdSpfFilerBase::enterField(bool comma) {
+  if (m_recordEnded) return false;
+  if (!comma) return true;
+  char c = peek();
+  if (c == ',') {
+    ++m_p;
+    return true;
+  }
+  if (c == ')' || c == ';' || c == '\0') {
+    m_recordEnded = true;
+    problem("more parameters", c == ')' ? "the end of the record" : sampleAt(m_p));
+    return false;
+  }
+  problem("','", sampleAt(m_p));
+  skipParameter();
+  if (peek() == ',') {
+    ++m_p;
+    return true;
+  }
+  m_recordEnded = true;
+  return false;
+}
+
+bool QdSpfFilerBase::takeUnset() {
+  char c = peek();
+  if (c == '$' || c == '*') {
+    ++m_p;
+    return true;
+  }
+  return false;
+}
+
+QD::ErrorStatus QdSpfFilerBase::wrongKind(const char* expected) {
+  problem(expected, sampleAt(m_p));
+  skipParameter();
+  return QD::eInvalidInput;
+}
+
+// Reads a number token: an integer (isInteger) or a real.
+bool QdSpfFilerBase::readIntToken(int64_t& value, bool& isInteger, double& real) {
+  const char* start = m_p;
+  const char* q = m_p;
+  if (q < m_end && (*q == '-' || *q == '+')) ++q;
+  const char* digits = q;
+  while (q < m_end && isDigit(*q)) ++q;
+  if (q == digits) return false;
+  if (q < m_end && (*q == '.' || *q == 'E' || *q == 'e')) {
+    // A real: digits, a point, more digits, and an exponent, each part optional
+    // after the point ("1.", "1.E-006", "4.4e-13").
+    if (*q == '.') {
+      ++q;
+      while (q < m_end && isDigit(*q)) ++q;
+    }
+    if (q < m_end && (*q == 'E' || *q == 'e')) {
+      const char* e = q + 1;
+      if (e < m_end && (*e == '-' || *e == '+')) ++e;
+      const char* ed = e;
+      while (e < m_end && isDigit(*e)) ++e;
+      if (e > ed) q = e;
+    }
+    std::string text(start + (*start == '+' ? 1 : 0), q);
+    // from_chars does not take "1." with an exponent after the point on every
+    // library, so the text is made canonical first.
+    size_t dot = text.find('.');
+    if (dot != std::string::npos && (dot + 1 == text.size() || !isDigit(text[dot + 1]))) text.insert(dot + 1, "0");
+    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), real);
+    if (ec == std::errc::result_out_of_range) real = std::numeric_limits<double>::infinity();
+    else if (ec != std::errc() || end != text.data() + text.size()) return false;
+    isInteger = false;
+    m_p = q;
+    return true;
+  }
+  bool negative = *start == '-';
+  uint64_t v = 0;
+  bool overflow = false;
+  for (const char* d = digits; d < q; ++d) {
+    if (v > (std::numeric_limits<uint64_t>::max() - 9) / 10) overflow = true;
+    v = v * 10 + static_cast<uint64_t>(*d - '0');
+  }
+  isInteger = true;
+  if (overflow || v > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
+    value = negative ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+  } else {
+    value = negative ? -static_cast<int64_t>(v) : static_cast<int64_t>(v);
+  }
+  real = static_cast<double>(value);
+  m_p = q;
+  return true;
+}
+
+// ---- reading fields ------------------------------------------------------------------
+
+QD::ErrorStatus QdSpfFilerBase::rdInt(int& value, bool, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  return rdPrimitive(value, false);
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(int& value, bool comma) {
+  if (comma && !enterField(true)) return QD::eInvalidInput;
+  peek();
+  const char* at = m_p;
+  int64_t v = 0;
+  double real = 0;
+  bool isInteger = false;
+  if (!readIntToken(v, isInteger, real) || !isInteger) {
+    m_p = at;
+    return wrongKind("an integer");
+  }
+  if (v < std::numeric_limits<int32_t>::min() || v > std::numeric_limits<int32_t>::max()) {
+    problemAt(at, "an integer within 32 bits", sampleAt(at));
+    value = Consts::QdIntUnset;
+    return QD::eInvalidInput;
+  }
+  value = static_cast<int>(v);
+  return QD::eOk;
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdDouble(double& value, bool, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  return rdPrimitive(value, false);
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(double& value, bool comma) {
+  if (comma && !enterField(true)) return QD::eInvalidInput;
+  peek();
+  const char* at = m_p;
+  int64_t v = 0;
+  double real = 0;
+  bool isInteger = false;
+  if (!readIntToken(v, isInteger, real)) {
+    m_p = at;
+    return wrongKind("a real");
+  }
+  if (!std::isfinite(real)) {
+    problemAt(at, "a finite real", sampleAt(at));
+    value = Consts::QdRealUnset;
+    return QD::eInvalidInput;
+  }
+  value = real;
+  return QD::eOk;
+}
+
+bool QdSpfFilerBase::readStringToken(std::string_view& raw) {
+  if (peek() != '\'') return false;
+  const char* start = ++m_p;
+  for (;;) {
+    const char* q = static_cast<const char*>(std::memchr(m_p, '\'', static_cast<size_t>(m_end - m_p)));
+    if (!q) {
+      m_p = m_end;
+      problemAt(start - 1, "a closing quote", "the end of the file");
+      return false;
+    }
+    if (q + 1 < m_end && q[1] == '\'') {
+      m_p = q + 2;
+      continue;
+    }
+    raw = std::string_view(start, static_cast<size_t>(q - start));
+    m_p = q + 1;
+    return true;
+  }
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  return rdPrimitive(value, false);
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
+  if (comma && !enterField(true)) return QD::eInvalidInput;
+  std::string_view raw;
+  if (!readStringToken(raw)) return m_p >= m_end ? QD::eInvalidInput : wrongKind("a string");
+  if (!m_utf8) {
+    value = QdAnsiString(raw);
+    return QD::eOk;
+  }
+  std::u32string codes;
+  TextEncodeDecode::decode(raw, codes);
+  std::string utf8;
+  for (char32_t c : codes) QdUtf8::append(utf8, c);
+  value = QdAnsiString(std::string_view(utf8));
+  return QD::eOk;
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdLimitedString(char* buffer, int length, bool, bool comma) {
+  buffer[0] = '\0';
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  std::string_view raw;
+  if (!readStringToken(raw)) return m_p >= m_end ? QD::eInvalidInput : wrongKind("a string");
+  size_t n = std::min(raw.size(), static_cast<size_t>(length));
+  std::memcpy(buffer, raw.data(), n);
+  buffer[n] = '\0';
+  return QD::eOk;
+}
+
+namespace {
+// The letter of a ".X." literal at p, or 0.
+char dottedLetter(const char* p, const char* end) {
+  if (p + 2 < end && p[0] == '.' && p[2] == '.') return p[1];
+  return 0;
+}
+}  // namespace
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcLogical& value, bool, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  switch (peek() ? dottedLetter(m_p, m_end) : 0) {
+    case 'T': case 't': value = QdIfcLogical::True; break;
+    case 'F': case 'f': value = QdIfcLogical::False; break;
+    case 'U': case 'u': value = QdIfcLogical::Unknown; break;
+    default: return wrongKind("a logical .T., .F. or .U.");
+  }
+  m_p += 3;
+  return QD::eOk;
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcBoolean& value, bool, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  switch (peek() ? dottedLetter(m_p, m_end) : 0) {
+    case 'T': case 't': value = QdIfcBoolean::True; break;
+    case 'F': case 'f': value = QdIfcBoolean::False; break;
+    default: return wrongKind("a boolean .T. or .F.");
+  }
+  m_p += 3;
+  return QD::eOk;
+}
+
+bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value) {
+  if (peek() != '#') return false;
+  const char* at = m_p;
+  const char* q = m_p + 1;
+  uint64_t id = 0;
+  const char* digits = q;
+  bool overflow = false;
+  while (q < m_end && isDigit(*q)) {
+    if (id > (std::numeric_limits<uint64_t>::max() - 9) / 10) overflow = true;
+    id = id * 10 + static_cast<uint64_t>(*q - '0');
+    ++q;
+  }
+  if (q == digits || overflow || id == 0) {
+    m_p = q;
+    problemAt(at, "an instance name #1 to #18446744073709551615", sampleAt(at));
+    return true;  // consumed; the handle stays as it was
+  }
+  m_p = q;
+  value = m_model ? m_model->handleFor(id) : QdDbObjectId();
+  return true;
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdReference(QdDbObjectId& value, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  return rdPrimitive(value, false);
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdDbObjectId& value, bool comma) {
+  if (comma && !enterField(true)) return QD::eInvalidInput;
+  if (!readReferenceToken(value)) return wrongKind("a reference #n");
+  return QD::eOk;
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdSelect(QdIfcSelect& value, bool, bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  return rdPrimitive(value, false);
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
+  if (comma && !enterField(true)) return QD::eInvalidInput;
+  char c = peek();
+  if (c == '#') {
+    QdDbObjectId h;
+    readReferenceToken(h);
+    if (!h.isNull()) value.setHandleOnLoad(h);
+    return QD::eOk;
+  }
+  // A typed parameter: KEYWORD(value).
+  const char* at = m_p;
+  const char* q = m_p;
+  while (q < m_end && isUpperWord(*q)) ++q;
+  if (q == at) return wrongKind("a typed value or a reference");
+  QdAnsiString keyword(std::string_view(at, static_cast<size_t>(q - at)));
+  m_p = q;
+  if (peek() != '(') {
+    m_p = at;
+    return wrongKind("a typed value KEYWORD(...)");
+  }
+  ++m_p;
+  if (!value.underlyingTypeName(keyword)) {
+    m_p = at;
+    return wrongKind("a type the select admits");
+  }
+  QD::ErrorStatus status = QD::eOk;
+  switch (value.getKind()) {
+    case kQdTypeReal: {
+      double d = Consts::QdRealUnset;
+      status = rdPrimitive(d, false);
+      value.setDouble(d);
+      break;
+    }
+    case kQdTypeInteger: {
+      int i = Consts::QdIntUnset;
+      status = rdPrimitive(i, false);
+      value.setInt32(i);
+      break;
+    }
+    case kQdTypeString: {
+      QdAnsiString s;
+      status = rdPrimitive(s, false);
+      value.setString(s);
+      break;
+    }
+    case kQdTypeBinary: {
+      QdAnsiString s;
+      if (peek() == '"') {
+        const char* start = ++m_p;
+        while (m_p < m_end && *m_p != '"') ++m_p;
+        s = QdAnsiString(std::string_view(start, static_cast<size_t>(m_p - start)));
+        if (m_p < m_end) ++m_p;
+      } else {
+        status = wrongKind("a binary \"...\"");
+      }
+      value.setBINARY(s);
+      break;
+    }
+    case kQdTypeBoolean: {
+      QdIfcBoolean b;
+      status = rdPrimitive(b, false, false);
+      value.setBoolean(b);
+      break;
+    }
+    case kQdTypeLogical: {
+      QdIfcLogical l;
+      status = rdPrimitive(l, false, false);
+      value.setLogical(l);
+      break;
+    }
+    case kQdTypeEnumeration:
+    case kQdTypeAggregate:
+      status = value.readTypedField(keyword, this);
+      if (status != QD::eOk) problemAt(at, "a value of " + std::string(keyword.constStr()), sampleAt(at));
+      break;
+    default:
+      status = wrongKind("a value");
+      break;
+  }
+  if (peek() == ')') {
+    ++m_p;
+  } else {
+    problem("')' closing the typed value", sampleAt(m_p));
+    skipParameter();
+  }
+  return status;
+}
+
+std::string_view QdSpfFilerBase::rdEnumerationView(bool, bool comma) {
+  if (!enterField(comma)) return {};
+  if (takeUnset()) return {};
+  if (peek() != '.') {
+    wrongKind("an enumeration .NAME.");
+    return {};
+  }
+  const char* start = m_p + 1;
+  const char* q = start;
+  while (q < m_end && isUpperWord(*q)) ++q;
+  if (q >= m_end || *q != '.') {
+    wrongKind("an enumeration .NAME.");
+    return {};
+  }
+  m_p = q + 1;
+  return std::string_view(start, static_cast<size_t>(q - start));
+}
+
+QdAnsiString QdSpfFilerBase::rdEnumerationToStr(bool optional, bool comma) {
+  std::string_view v = rdEnumerationView(optional, comma);
+  return v.empty() ? QdAnsiString() : QdAnsiString(v);
+}
+
+QD::ErrorStatus QdSpfFilerBase::rdDerive(bool comma) {
+  if (!enterField(comma)) return QD::eInvalidInput;
+  if (takeUnset()) return QD::eOk;
+  return wrongKind("'*'");
+}
+
+bool QdSpfFilerBase::skipUntil(char c) {
+  for (;;) {
+    char n = peek();
+    if (n == c) {
+      ++m_p;
+      return true;
+    }
+    if (n == '\0' || n == ';' || (n == ')' && c != ')')) return false;
+    if (n == '\'' || n == '"' || n == '(' || n == ',') {
+      if (n == ',' || n == '(') return false;
+      skipParameter();
+      continue;
+    }
+    ++m_p;
+  }
+}
+
+bool QdSpfFilerBase::ignoreUntilComments(char c, bool inStrings) {
+  for (;;) {
+    char n = inStrings ? peek() : (peek(), m_p < m_end ? *m_p : '\0');
+    if (n == '\0') return false;
+    ++m_p;
+    if (n == c) return true;
+    if (n == ';') {
+      --m_p;
+      return false;
+    }
+  }
+}
+
+// ---- writing -------------------------------------------------------------------------
+
+void QdSpfFilerBase::appendReal(std::string& out, double value) {
+  char buffer[40];
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  if (ec != std::errc()) {
+    out += "0.";
+    return;
+  }
+  std::string_view text(buffer, static_cast<size_t>(end - buffer));
+  size_t e = text.find('e');
+  std::string_view mantissa = text.substr(0, e);
+  out.append(mantissa);
+  if (mantissa.find('.') == std::string_view::npos) out.push_back('.');
+  if (e != std::string_view::npos) {
+    out.push_back('E');
+    std::string_view exponent = text.substr(e + 1);
+    if (!exponent.empty() && exponent[0] == '+') exponent.remove_prefix(1);
+    out.append(exponent);
+  }
+}
+
+void QdSpfFilerBase::wrInt(const int& value, bool, bool comma) {
+  fieldComma(comma);
+  if (value == Consts::QdIntUnset) {
+    m_out.push_back('$');
+    return;
+  }
+  char buffer[16];
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  m_out.append(buffer, end);
+}
+
+void QdSpfFilerBase::wrDouble(const double& value, bool, bool comma) {
+  fieldComma(comma);
+  if (value != value) {
+    m_out.push_back('$');
+    return;
+  }
+  appendReal(m_out, value);
+}
+
+void QdSpfFilerBase::wrQdAnsiString(const QdAnsiString& value, bool, bool comma) {
+  fieldComma(comma);
+  if (value.isUnset()) {
+    m_out.push_back('$');
+    return;
+  }
+  QdAnsiString copy(value);
+  wrPrimitive(copy);
+}
+
+void QdSpfFilerBase::wrLimitedString(const char* value, int length, bool, bool comma) {
+  fieldComma(comma);
+  if (!value || !*value) {
+    m_out.push_back('$');
+    return;
+  }
+  m_out.push_back('\'');
+  m_out.append(value, strnlen(value, static_cast<size_t>(length)));
+  m_out.push_back('\'');
+}
+
+void QdSpfFilerBase::wrPrimitive(QdIfcLogical& value, bool, bool comma) {
+  fieldComma(comma);
+  switch (value.value()) {
+    case QdIfcLogical::True: m_out += ".T."; break;
+    case QdIfcLogical::False: m_out += ".F."; break;
+    case QdIfcLogical::Unknown: m_out += ".U."; break;
+    default: m_out.push_back('$');
+  }
+}
+
+void QdSpfFilerBase::wrPrimitive(QdIfcBoolean& value, bool, bool comma) {
+  fieldComma(comma);
+  switch (value.value()) {
+    case QdIfcBoolean::True: m_out += ".T."; break;
+    case QdIfcBoolean::False: m_out += ".F."; break;
+    default: m_out.push_back('$');
+  }
+}
+
+void QdSpfFilerBase::wrReference(const QdDbObjectId& value, bool comma) {
+  fieldComma(comma);
+  QdDbObjectId copy(value);
+  wrPrimitive(copy);
+}
+
+void QdSpfFilerBase::wrSelect(const QdIfcSelect& value, bool, bool comma) {
+  fieldComma(comma);
+  if (value.isEmpty()) {
+    m_out.push_back('$');
+    return;
+  }
+  wrPrimitive(const_cast<QdIfcSelect&>(value));
+}
+
+void QdSpfFilerBase::wrEnumerationStr(const QdAnsiString& name, bool optional, bool comma) {
+  wrEnumerationStr(name.isEmpty() ? nullptr : name.constStr(), optional, comma);
+}
+
+void QdSpfFilerBase::wrEnumerationStr(const char* name, bool, bool comma) {
+  fieldComma(comma);
+  if (!name || !*name) {
+    m_out.push_back('$');
+    return;
+  }
+  m_out.push_back('.');
+  m_out.append(name);
+  m_out.push_back('.');
+}
+
+void QdSpfFilerBase::wrDerive(bool comma) {
+  fieldComma(comma);
+  m_out.push_back('*');
+}
+
+void QdSpfFilerBase::wrPrimitive(int& value) {
+  char buffer[16];
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  m_out.append(buffer, end);
+}
+
+void QdSpfFilerBase::wrPrimitive(double& value) {
+  if (value != value) {
+    m_out.push_back('$');
+    return;
+  }
+  appendReal(m_out, value);
+}
+
+void QdSpfFilerBase::wrPrimitive(QdAnsiString& value) {
+  m_out.push_back('\'');
+  if (!m_utf8) {
+    // The member holds the transported form: its bytes go out as they are.
+    m_out.append(value.view());
+  } else {
+    std::u32string codes;
+    std::string_view in = value.view();
+    size_t i = 0;
+    bool ok = true;
+    while (i < in.size()) codes.push_back(QdUtf8::next(in, i, ok));
+    std::string encoded;
+    TextEncodeDecode::encode(codes, encoded);
+    m_out.append(encoded);
+  }
+  m_out.push_back('\'');
+}
+
+void QdSpfFilerBase::wrPrimitive(QdDbObjectId& value) {
+  if (value.isNull()) {
+    m_out.push_back('$');
+    return;
+  }
+  m_out.push_back('#');
+  char buffer[24];
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value.id());
+  m_out.append(buffer, end);
+}
+
+void QdSpfFilerBase::wrPrimitive(QdIfcSelect& value) {
+  QdTypeCodeKind kind = value.getKind();
+  if (kind == kQdTypeEntity) {
+    QdDbObjectId h = value.getHandle();
+    wrPrimitive(h);
+    return;
+  }
+  if (kind == kQdTypeNone) {
+    m_out.push_back('$');
+    return;
+  }
+  // The member's name in capitals, then the value in parentheses.
+  for (const char* n = value.underlyingTypeName().constStr(); *n; ++n)
+    m_out.push_back(*n >= 'a' && *n <= 'z' ? static_cast<char>(*n - 'a' + 'A') : *n);
+  m_out.push_back('(');
+  switch (kind) {
+    case kQdTypeReal: {
+      double d = Consts::QdRealUnset;
+      value.getDouble(d);
+      wrPrimitive(d);
+      break;
+    }
+    case kQdTypeInteger: {
+      int i = Consts::QdIntUnset;
+      value.getInt32(i);
+      wrPrimitive(i);
+      break;
+    }
+    case kQdTypeString: {
+      QdAnsiString s;
+      value.getString(s);
+      wrPrimitive(s);
+      break;
+    }
+    case kQdTypeBinary: {
+      QdAnsiString s;
+      value.getString(s);
+      m_out.push_back('"');
+      m_out.append(s.view());
+      m_out.push_back('"');
+      break;
+    }
+    case kQdTypeBoolean: {
+      QdIfcBoolean b;
+      value.getBoolean(b);
+      wrPrimitive(b, false, false);
+      break;
+    }
+    case kQdTypeLogical: {
+      QdIfcLogical l;
+      value.getLogical(l);
+      wrPrimitive(l, false, false);
+      break;
+    }
+    default:
+      value.writeTypedField(this);
+      break;
+  }
+  m_out.push_back(')');
+}
+
+}  // namespace QD_SDAI
