@@ -1,10 +1,14 @@
 #include "FileCommands.h"
 
+#include "Demo.h"
 #include "ModuleLoader.h"
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcAggr.h>
+#include <QdIfcCore/QdIfcSettings.h>
 #include <QdIfcCore/QdSpfFile.h>
+#include <QdIfcCore/TextEncodeDecode.h>
 
 #include <sys/resource.h>
 
@@ -36,6 +40,20 @@ const char* kConvertUsage =
     "\n"
     "Reads IN and writes the model to OUT. Problems of IN are printed; exit status 1 if\n"
     "there were any or OUT could not be written.\n";
+
+const char* kDemoUsage =
+    "usage: qdifc demo OUT\n"
+    "\n"
+    "Builds a small building through the module (project, units, site, building, two\n"
+    "storeys, walls, a slab, a door in an opening, geometry, a property set), writes it\n"
+    "to OUT, reads OUT back and prints what was read, as qdifc load does.\n";
+
+const char* kShowUsage =
+    "usage: qdifc show FILE #ID [--any-schema]\n"
+    "\n"
+    "Reads FILE and prints the instance #ID: its type, then each attribute of the type\n"
+    "and its supertypes by name, as getAttr gives it (strings decoded for display; $ for\n"
+    "an unset value), inverse attributes with the instances that link to it.\n";
 
 struct Parsed {
   std::vector<std::string> files;
@@ -97,7 +115,84 @@ void printProblems(const QdIfcLoadReport& report, size_t limit, std::ostream& ou
   }
 }
 
+// The value of a variant for a person: text decoded, aggregates in parentheses.
+std::string display(const QdIfcVariant& v, int depth = 0) {
+  if (const char* const* text = v.ptr<const char*>()) {
+    if (!*text) return "$";
+    QdAnsiString s(*text);
+    if (s.isUnset()) return "$";
+    HsString decoded;
+    TextEncodeDecode codec;
+    if (!settings().get_useUTF8() && codec.decodeText(s, decoded, TextEncodeDecode::kStepString))
+      return "'" + decoded.utf8() + "'";
+    return "'" + std::string(*text) + "'";
+  }
+  QdIfcArray<QdIfcVariant> elements;
+  QdIfcAggr* aggregate = nullptr;
+  if (v.type() && v.type()->isAggregate() && v.getValue(aggregate)) {
+    if (!aggregate || aggregate->count() == 0) return aggregate && !aggregate->isNil() ? "()" : "$";
+    std::string out = "(";
+    if (QdIfcAggrConstIterator* it = aggregate->createConstIterator()) {
+      QdIfcVariant e;
+      bool first = true;
+      while (it->next() && it->getValue(e)) {
+        out += (first ? "" : ", ") + (depth < 8 ? display(e, depth + 1) : std::string("..."));
+        first = false;
+      }
+      delete it;
+    }
+    return out + ")";
+  }
+  HsString text;
+  if (v.toString(text, kStringFormatStep)) return text.utf8().empty() ? "$" : text.utf8();
+  return v.isEmpty() ? "(none)" : "?";
+}
+
 }  // namespace
+
+int runShow(const std::vector<std::string>& args, const std::string& modulePath) {
+  Parsed p = parse(args);
+  if (p.help) {
+    std::cout << kShowUsage;
+    return 0;
+  }
+  if (!p.error.empty()) return usage("show", p.error, kShowUsage);
+  if (p.files.size() != 2) return usage("show", "give FILE and #ID", kShowUsage);
+  std::string idText = p.files[1][0] == '#' ? p.files[1].substr(1) : p.files[1];
+  uint64_t id = 0;
+  if (idText.empty() || idText.find_first_not_of("0123456789") != std::string::npos ||
+      (id = std::stoull(idText)) == 0)
+    return usage("show", "#ID must be an instance number such as #12", kShowUsage);
+  ModuleLoader module;
+  std::unique_ptr<QdIfcModel> model;
+  QdIfcLoadReport report;
+  double seconds = 0;
+  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
+  QdIfcEntityBase* object = model->object(id);
+  if (!object || !object->getInstanceType()) {
+    std::cerr << "qdifc: " << p.files[0] << " has no instance #" << id << '\n';
+    return 1;
+  }
+  std::cout << renderInstance(*object, id);
+  return 0;
+}
+
+std::string renderInstance(const QdIfcEntityBase& object, uint64_t id) {
+  const QdIfcEntityType* type = object.getInstanceType();
+  std::string out = "#" + std::to_string(id) + " " + type->schemaName() + "\n";
+  std::vector<const QdIfcEntityType*> chain;
+  for (const QdIfcEntityType* t = type; t; t = t->supertype()) chain.insert(chain.begin(), t);
+  for (const QdIfcEntityType* t : chain) {
+    for (const QdIfcAttributeDefinition* a : t->attributes()) {
+      if (a->asDerivedAttributeDefinition()) continue;
+      QdIfcVariant v;
+      if (!object.getAttr(QdAnsiString(a->name()), v)) continue;  // redeclared as derived below
+      out += std::string("  ") + a->name() + (a->asInverseAttributeDefinition() ? " (inverse)" : "") + " = " +
+             display(v) + "\n";
+    }
+  }
+  return out;
+}
 
 int runLoad(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p = parse(args);
@@ -107,15 +202,47 @@ int runLoad(const std::vector<std::string>& args, const std::string& modulePath)
   }
   if (!p.error.empty()) return usage("load", p.error, kLoadUsage);
   if (p.files.size() != 1) return usage("load", "give one FILE", kLoadUsage);
+  return loadAndSummarise(p.files[0], p.anySchema, modulePath);
+}
+
+int runDemo(const std::vector<std::string>& args, const std::string& modulePath) {
+  Parsed p = parse(args);
+  if (p.help) {
+    std::cout << kDemoUsage;
+    return 0;
+  }
+  if (!p.error.empty()) return usage("demo", p.error, kDemoUsage);
+  if (p.files.size() != 1) return usage("demo", "give OUT", kDemoUsage);
+  {
+    ModuleLoader module;
+    if (!module.load(modulePath)) {
+      std::cerr << "qdifc: " << module.error() << '\n';
+      return 1;
+    }
+    QdIfcModel model(module.schema());
+    std::vector<std::string> refused = buildDemo(model);
+    for (const std::string& r : refused) std::cerr << "qdifc: demo: the module refused " << r << '\n';
+    std::string error;
+    if (!qdIfcSaveFile(model, p.files[0], &error)) {
+      std::cerr << "qdifc: " << error << '\n';
+      return 1;
+    }
+    std::cout << "wrote " << model.size() << " instances to " << p.files[0] << '\n';
+    if (!refused.empty()) return 1;
+  }
+  return loadAndSummarise(p.files[0], false, modulePath);
+}
+
+int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath) {
   ModuleLoader module;
   std::unique_ptr<QdIfcModel> model;
   QdIfcLoadReport report;
   double seconds = 0;
-  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
+  if (!loadInto(module, modulePath, model, path, anySchema, report, seconds)) return 1;
 
   std::vector<std::pair<std::string, uint64_t>> counts = report.counts;
   std::stable_sort(counts.begin(), counts.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
-  std::cout << p.files[0] << ": " << report.records << " instances of " << counts.size() << " types, "
+  std::cout << path << ": " << report.records << " instances of " << counts.size() << " types, "
             << report.problems.size() << " problems\n";
   for (const auto& [name, count] : counts) std::cout << "  " << count << '\t' << name << '\n';
   struct rusage usage {};

@@ -1,14 +1,25 @@
 // The host's commands on files: load, check and convert.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
+
+namespace QD_SDAI {
+class QdIfcEntityBase;
+}
 
 namespace qdhost {
 
 // Each returns the exit status: 0 done, 1 problems (or a failure), 2 bad usage.
 int runLoad(const std::vector<std::string>& args, const std::string& modulePath);
 int runCheck(const std::vector<std::string>& args, const std::string& modulePath);
+int runDemo(const std::vector<std::string>& args, const std::string& modulePath);
+// Loads path and prints the summary of qdifc load.
+int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath);
+int runShow(const std::vector<std::string>& args, const std::string& modulePath);
+// An instance's attributes by name, one a line, as qdifc show prints them.
+std::string renderInstance(const QD_SDAI::QdIfcEntityBase& object, uint64_t id);
 int runConvert(const std::vector<std::string>& args, const std::string& modulePath);
 
 }  // namespace qdhost

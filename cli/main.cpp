@@ -23,6 +23,8 @@ const char* kUsage =
     "  load FILE        read an IFC4 file; instances per type, problems, time and memory\n"
     "  check FILE       read an IFC4 file and list every problem\n"
     "  convert IN OUT   read IN and write the model to OUT\n"
+    "  show FILE #ID    an instance's attributes by name, and its inverse links\n"
+    "  demo OUT         build a small building through the module, write it, read it back\n"
     "  help             show this text\n"
     "\n"
     "options:\n"
@@ -109,5 +111,7 @@ int main(int argc, char** argv) {
   if (command == "load") return qdhost::runLoad(rest, modulePath);
   if (command == "check") return qdhost::runCheck(rest, modulePath);
   if (command == "convert") return qdhost::runConvert(rest, modulePath);
+  if (command == "show") return qdhost::runShow(rest, modulePath);
+  if (command == "demo") return qdhost::runDemo(rest, modulePath);
   return usageError("unknown command '" + command + "'", kUsage);
 }
