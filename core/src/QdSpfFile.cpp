@@ -30,6 +30,9 @@ class Loader {
         m_report(report) {}
 
   void run() {
+    // A byte order mark is not part of the format, but some writers put one first.
+    if (m_filer.end() - m_filer.begin() >= 3 && std::memcmp(m_filer.begin(), "\xEF\xBB\xBF", 3) == 0)
+      m_filer.setPosition(m_filer.begin() + 3);
     if (!keyword("ISO-10303-21")) {
       m_filer.problem("ISO-10303-21;", m_filer.sampleAt(m_filer.position()));
     } else {

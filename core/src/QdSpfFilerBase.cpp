@@ -126,6 +126,19 @@ void QdSpfFilerBase::skipParameter() noexcept {
   }
 }
 
+void QdSpfFilerBase::skipRestOfList() noexcept {
+  for (;;) {
+    skipParameter();
+    char c = peek();
+    if (c == ',') {
+      ++m_p;
+      continue;
+    }
+    if (c == ')') ++m_p;
+    return;
+  }
+}
+
 bool QdSpfFilerBase::enterField(bool comma) {
   if (m_recordEnded) return false;
   if (!comma) return true;
@@ -260,6 +273,13 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(double& value, bool comma) {
   if (!readIntToken(v, isInteger, real)) {
     m_p = at;
     return wrongKind("a real");
+  }
+  if (m_p < m_end && (m_p[0] == '#' || (m_p[0] >= 'A' && m_p[0] <= 'Z') || (m_p[0] >= 'a' && m_p[0] <= 'z'))) {
+    // Not a number of the format, such as 1.#INF or 1.#IND: the member stays unset.
+    skipParameter();
+    problemAt(at, "a finite real", sampleAt(at));
+    value = Consts::QdRealUnset;
+    return QD::eInvalidInput;
   }
   if (!std::isfinite(real)) {
     problemAt(at, "a finite real", sampleAt(at));

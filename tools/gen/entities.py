@@ -11,6 +11,7 @@ from __future__ import annotations
 from typing import Dict, List
 
 import attributes
+import fields
 import inverses
 from attrmodel import EntityClass, Model
 
@@ -42,6 +43,7 @@ def emit_header(c: EntityClass, friends: List[str]) -> str:
             "  bool isKindOf(const QD_SDAI::QdIfcEntityType* type) const override;",
             "  bool isKindOf(const char* name) const override;", ""]
     body += attributes.operation_declarations()
+    body += fields.declarations()
     body += inverses.declarations(c)
     if accessors:
         body += ["", "  // ---- typed access ----"] + accessors
@@ -55,7 +57,7 @@ def emit_header(c: EntityClass, friends: List[str]) -> str:
             + "\n".join(body) + "\n\n}  // namespace IFC4\n")
 
 
-def emit_source(c: EntityClass) -> str:
+def emit_source(model: Model, c: EntityClass) -> str:
     n = c.name
     base = c.supertype or "QD_SDAI::QdIfcEntityBase"
     # Own type first, then the root, then down the tree to the direct supertype.
@@ -83,7 +85,7 @@ bool {n}::isKindOf(const char* name) const {{
   return name && ({by_name});
 }}
 
-{attributes.emit_operations(c)}{attributes.emit_accessors(c)}{inverses.emit(c)}"""
+{attributes.emit_operations(c)}{fields.emit(model, c)}{attributes.emit_accessors(c)}{inverses.emit(c)}"""
 
 
 def units(texts: List[str], budget: int) -> List[List[int]]:
@@ -105,10 +107,10 @@ def outputs(model: Model) -> Dict[str, str]:
         f"#include <QdIfc4/entities/{c.name}.h>\n" for c in model.classes)}
     for c in model.classes:
         files[f"include/QdIfc4/entities/{c.name}.h"] = emit_header(c, friends.get(c.name, []))
-    texts = [emit_source(c) for c in model.classes]
+    texts = [emit_source(model, c) for c in model.classes]
     for k, unit in enumerate(units(texts, UNIT_BYTES)):
         body = "".join(texts[i] for i in unit)
-        files[f"Entities_{k}.cpp"] = (f'{HEADER}#include "AttrAccess.h"\n#include "EntityFrame.h"\n'
+        files[f"Entities_{k}.cpp"] = (f'{HEADER}#include "AttrAccess.h"\n#include "EntityFrame.h"\n#include "FieldIO.h"\n'
                                       f"#include <QdIfc4/Entities.h>\n\n"
                                       f"using QD_SDAI::QdAnsiString;\nusing QD_SDAI::QdDbObjectId;\n"
                                       f"using QD_SDAI::QdIfcArray;\nusing QD_SDAI::QdIfcVariant;\n\n"

@@ -68,6 +68,11 @@ class SelectClass:
     def has_values(self) -> bool:
         return any(m.letter != "E" for m in self.members)
 
+    @property
+    def typed_members(self) -> List[schemadata.SelectMember]:
+        """The members whose STEP value the class reads and writes itself: aggregates and enumerations."""
+        return [m for m in self.members if m.letter in ("A", "N")]
+
     def constant(self, m: schemadata.SelectMember) -> str:
         return ("sHandle" if m.letter == "E" else "s") + m.name
 
@@ -122,6 +127,10 @@ def emit_header(cls: SelectClass, forms: List[AggregateForm]) -> str:
     protected += ["  void setHandleOnLoad(const QD_SDAI::QdDbObjectId& id) override;",
                   "  void refreshSelectHandle() override;",
                   "  void unset() override { m_d = eUnset; }"]
+    if cls.typed_members:
+        protected.append("  QD::ErrorStatus readTypedField(const QD_SDAI::QdAnsiString& name, "
+                         "QD_SDAI::QdSpfFilerBase* filer) override;")
+        protected.append("  QD::ErrorStatus writeTypedField(QD_SDAI::QdSpfFilerBase* filer) const override;")
     if cls.has_values:
         protected.append(f"  // Chooses a member that is not an entity: 0, or 18 for any other value.")
         protected.append(f"  QD::ErrorStatus setUnderlyingType(e{n} member);")
@@ -258,7 +267,33 @@ void {n}::refreshSelectHandle() {{
 """)
     for m in cls.members:
         out.append(f"void {n}::set{m.name}({setter_parameter(m)}) {{\n{setter_body(cls, m)}\n}}")
+    if cls.typed_members:
+        out.append(emit_typed_fields(cls))
     return "\n".join(out) + "\n"
+
+
+# The element type of an aggregate member's list, by the member's element kind.
+LIST_ELEMENT = {"int": "int", "double": "double", "handle": "QdDbObjectId"}
+
+
+def emit_typed_fields(cls: SelectClass) -> str:
+    """The STEP values of aggregate and enumeration members: a list in parentheses, or
+    the one literal of IfcNullStyle."""
+    n = cls.name
+    read = [f"QD::ErrorStatus {n}::readTypedField(const QdAnsiString& name, QD_SDAI::QdSpfFilerBase* filer) {{",
+            "  switch (underlyingTypeByName(name)) {"]
+    write = [f"QD::ErrorStatus {n}::writeTypedField(QD_SDAI::QdSpfFilerBase* filer) const {{", "  switch (m_d) {"]
+    for m in cls.typed_members:
+        if m.letter == "A":
+            t = LIST_ELEMENT[m.aggregate.element]
+            read.append(f"    case e{m.name}: return detail::readMemberList<{t}>(*this, filer);")
+            write.append(f"    case e{m.name}: return detail::writeMemberList<{t}>(*this, filer);")
+        else:
+            read.append(f"    case e{m.name}: return detail::readEnumMember<{m.name}>(*this, filer);")
+            write.append(f"    case e{m.name}: return detail::writeEnumMember<{m.name}>(*this, filer);")
+    for lines in (read, write):
+        lines += ["    default: return QD::eNotThatMember;", "  }", "}\n"]
+    return "\n".join(read + write)
 
 
 def emit_sources(classes: List[SelectClass]) -> Dict[str, str]:
@@ -270,7 +305,7 @@ def emit_sources(classes: List[SelectClass]) -> Dict[str, str]:
         includes = "".join(f"#include <QdIfc4/selects/{c.name}.h>\n" for c in part)
         includes += "".join(f"#include <QdIfc4/entities/{e}.h>\n" for e in entities)
         body = "".join(emit_class_source(c) for c in part)
-        files[f"Selects_{k}.cpp"] = (f'{HEADER}#include "SelectFrame.h"\n{includes}\nusing QD_SDAI::QdAnsiString;\n'
+        files[f"Selects_{k}.cpp"] = (f'{HEADER}#include "SelectFrame.h"\n#include "FieldIO.h"\n{includes}\nusing QD_SDAI::QdAnsiString;\n'
                                      f"using QD_SDAI::QdDbObjectId;\n\nnamespace IFC4 {{\n{body}\n}}  // namespace IFC4\n")
     return files
 

@@ -159,6 +159,9 @@ class QDIFCCORE_API QdSpfFilerBase {
   // Moves to the end of the parameter at hand: to the ',' or ')' that closes it at
   // its own level, not consuming it. Strings and nested lists are stepped over.
   void skipParameter() noexcept;
+  // Moves past the ')' that closes the list the position is in, stepping over the
+  // elements left: the way out of a list with a bad element.
+  void skipRestOfList() noexcept;
   // True once a field found the record's ')' where more parameters were due.
   bool recordEnded() const noexcept { return m_recordEnded; }
 

@@ -174,7 +174,8 @@ class EmitterTest(unittest.TestCase):
 
     def test_kind_chain_is_own_type_then_root_down(self):
         schema = schemadata.read_schema(write_schema(SAMPLE))
-        source = entities.emit_source(attrmodel.resolve(schema).by_name["IfcOrientedEdge"])
+        model = attrmodel.resolve(schema)
+        source = entities.emit_source(model, model.by_name["IfcOrientedEdge"])
         chain = source[source.index("IfcOrientedEdge::isKindOf(const QD_SDAI::QdIfcEntityType* type)"):]
         chain = chain[:chain.index("}")]
         self.assertEqual([p.strip() for p in chain.split("return type && (")[1].rstrip(");\n ").split("||")],
