@@ -55,7 +55,7 @@ template <class T>
 QD::ErrorStatus readFlat(QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer, bool comma) {
   QD_SDAI::QdSpfReadHelper* helper = filer->readHelper();
   member.clear();
-  if (comma && !filer->skipUntil(',')) helper->ignoreParamter(true);
+  if (!filer->beginField(comma)) return QD::eInvalidInput;
   if (helper->skipUntilRet('$')) return QD::eOk;
   QD_SDAI::QdIfcArray<T> elements;
   if (!helper->skipUntilRet('(')) {
@@ -131,9 +131,13 @@ template <class T>
 QD::ErrorStatus readNested(QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<T>>& member, QdSpfFilerBase* filer,
                            bool comma) {
   QD_SDAI::QdSpfReadHelper* helper = filer->readHelper();
-  if (comma && !filer->skipUntil(',')) helper->ignoreParamter(true);
+  if (!filer->beginField(comma)) return QD::eInvalidInput;
   if (helper->skipUntilRet('$')) return QD::eOk;
-  if (!filer->skipUntil('(')) return QD::eFailed;
+  if (!helper->skipUntilRet('(')) {
+    filer->problem("a list of lists", filer->sampleAt(filer->position()));
+    filer->skipParameter();
+    return QD::eFailed;
+  }
   if (helper->skipUntilRet(')')) {
     member.clear();
     member.createEmpty();

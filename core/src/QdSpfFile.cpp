@@ -172,6 +172,7 @@ class Loader {
           expect(';');
           return;
         }
+        m_filer.beginRecord(0);
         m_filer.problem("a record #n=...;", m_filer.sampleAt(m_filer.position()));
         skipRecord();
         continue;

@@ -24,6 +24,27 @@ inline bool isUpperWord(char c) noexcept {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || isDigit(c) || c == '_' || c == '-';
 }
 
+// The closing quote of a string whose text starts at p, or end. Inside the text ''
+// stands for one quote, and \S\ takes the next character as it is, a quote included.
+const char* closingQuote(const char* p, const char* end) noexcept {
+  while (p < end) {
+    char c = *p;
+    if (c == '\'') {
+      if (p + 1 < end && p[1] == '\'') {
+        p += 2;
+        continue;
+      }
+      return p;
+    }
+    if (c == '\\' && p + 3 < end && (p[1] == 'S' || p[1] == 's') && p[2] == '\\') {
+      p += 4;
+      continue;
+    }
+    ++p;
+  }
+  return end;
+}
+
 }  // namespace
 
 // ---- stream and read helper ------------------------------------------------------------
@@ -102,19 +123,14 @@ void QdSpfFilerBase::skipParameter() noexcept {
   while (true) {
     char c = peek();
     if (c == '\0' || c == ';') return;
-    if (c == '\'' || c == '"') {
-      ++m_p;
-      while (m_p < m_end) {
-        if (*m_p == c) {
-          if (m_p + 1 < m_end && m_p[1] == c) {
-            m_p += 2;
-            continue;
-          }
-          ++m_p;
-          break;
-        }
-        ++m_p;
-      }
+    if (c == '\'') {
+      const char* q = closingQuote(m_p + 1, m_end);
+      m_p = q < m_end ? q + 1 : m_end;
+      continue;
+    }
+    if (c == '"') {
+      const char* q = static_cast<const char*>(std::memchr(m_p + 1, '"', static_cast<size_t>(m_end - m_p - 1)));
+      m_p = q ? q + 1 : m_end;
       continue;
     }
     if (c == '(') ++depth;
@@ -141,16 +157,17 @@ void QdSpfFilerBase::skipRestOfList() noexcept {
 
 bool QdSpfFilerBase::enterField(bool comma) {
   if (m_recordEnded) return false;
-  if (!comma) return true;
   char c = peek();
-  if (c == ',') {
-    ++m_p;
-    return true;
-  }
   if (c == ')' || c == ';' || c == '\0') {
+    // The record ends where this field was due: one problem for the record.
     m_recordEnded = true;
     problem("more parameters", c == ')' ? "the end of the record" : sampleAt(m_p));
     return false;
+  }
+  if (!comma) return true;
+  if (c == ',') {
+    ++m_p;
+    return true;
   }
   problem("','", sampleAt(m_p));
   skipParameter();
@@ -293,21 +310,15 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(double& value, bool comma) {
 bool QdSpfFilerBase::readStringToken(std::string_view& raw) {
   if (peek() != '\'') return false;
   const char* start = ++m_p;
-  for (;;) {
-    const char* q = static_cast<const char*>(std::memchr(m_p, '\'', static_cast<size_t>(m_end - m_p)));
-    if (!q) {
-      m_p = m_end;
-      problemAt(start - 1, "a closing quote", "the end of the file");
-      return false;
-    }
-    if (q + 1 < m_end && q[1] == '\'') {
-      m_p = q + 2;
-      continue;
-    }
-    raw = std::string_view(start, static_cast<size_t>(q - start));
-    m_p = q + 1;
-    return true;
+  const char* q = closingQuote(start, m_end);
+  if (q >= m_end) {
+    m_p = m_end;
+    problemAt(start - 1, "a closing quote", "the end of the file");
+    return false;
   }
+  raw = std::string_view(start, static_cast<size_t>(q - start));
+  m_p = q + 1;
+  return true;
 }
 
 QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool comma) {

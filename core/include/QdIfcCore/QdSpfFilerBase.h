@@ -162,6 +162,9 @@ class QDIFCCORE_API QdSpfFilerBase {
   // Moves past the ')' that closes the list the position is in, stepping over the
   // elements left: the way out of a list with a bad element.
   void skipRestOfList() noexcept;
+  // Moves to the parameter of a field, over its comma when comma is true. False, with
+  // one problem for the record, when the record ends where the field was due.
+  bool beginField(bool comma) { return enterField(comma); }
   // True once a field found the record's ')' where more parameters were due.
   bool recordEnded() const noexcept { return m_recordEnded; }
 
