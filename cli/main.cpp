@@ -1,5 +1,6 @@
 // qdifc: a command-line host of the IFC4 schema module.
 #include "FileCommands.h"
+#include "HugePages.h"
 #include "ModuleLoader.h"
 #include "SchemaView.h"
 
@@ -77,6 +78,7 @@ int runSchema(const std::vector<std::string>& args, const std::string& modulePat
 }  // namespace
 
 int main(int argc, char** argv) {
+  qdhost::preferHugePages(argv);
   std::ios::sync_with_stdio(false);
   std::string modulePath;
   std::vector<std::string> args(argv + 1, argv + argc);
