@@ -54,7 +54,7 @@ std::string problemsOf(const QdIfcLoadReport& r) {
 
 TEST_F(StepFiles, CorpusFilesLoadWithTheirRealProblemsAndRoundTrip) {
   if (!fs::is_directory(kCorpus / "ifc4")) GTEST_SKIP() << "no corpus at " << kCorpus;
-  // Instances the damaged files have problems in; every other file has none.
+  // Instances the damaged files have problems in, one each; every other file has none.
   const std::map<std::string, std::set<uint64_t>> damaged = {
       {"FormallyIllegalFile.ifc", {2}},
       {"IfcTriangulatedFaceSet.ifc", {48, 49, 56}},
@@ -80,6 +80,7 @@ TEST_F(StepFiles, CorpusFilesLoadWithTheirRealProblemsAndRoundTrip) {
     } else {
       auto d = damaged.find(name);
       EXPECT_EQ(where, d == damaged.end() ? std::set<uint64_t>{} : d->second) << problemsOf(report);
+      EXPECT_EQ(report.problems.size(), where.size()) << problemsOf(report);
     }
     for (const QdSpfProblem& p : report.problems) EXPECT_GT(p.line, 0u) << report.describe(p);
     // Read what was written: the same types and counts, and the same text again.
