@@ -2,7 +2,9 @@
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
+#include <QdIfcCore/QdIfcAggrTemplates.h>
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcVariant.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -258,7 +260,74 @@ class Loader {
     m_filer.beginRecord(0);
     for (uint64_t id : m_model.unresolvedIds())
       m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
+    checkReferenceTypes();
     if (m_options.linkInverses) m_model.setInverseCounterParts();
+  }
+
+  // An attribute that refers to instances: its name and the type they must be of.
+  struct ReferenceAttribute {
+    QdAnsiString name;
+    const QdIfcEntityType* expected;
+  };
+  // The attributes of a type (its own and inherited) that hold references or sets and
+  // lists of them; selects are left out, since they are worked out when read.
+  const std::vector<ReferenceAttribute>& referencesOf(const QdIfcEntityType* type) {
+    auto found = m_references.find(type);
+    if (found != m_references.end()) return found->second;
+    std::vector<ReferenceAttribute>& out = m_references[type];
+    for (const QdIfcEntityType* t = type; t; t = t->supertype())
+      for (const QdIfcAttributeDefinition* a : t->attributes()) {
+        if (!a->asExplicitAttributeDefinition() || !a->type()) continue;
+        const DictionaryInstance* d = a->type();
+        const QdIfcAggregationType* g = d->asAggregationType();
+        if (!g) {
+          // An aggregate type is held as a defined type that wraps it.
+          const QdIfcNameType* named = d->asNameType();
+          const QdIfcDefinedType* w = named ? named->asDefinedType() : nullptr;
+          g = w ? w->wrappedAggregate() : nullptr;
+        }
+        if (g) d = g->elementType();
+        const QdIfcNameType* n = d ? d->asNameType() : nullptr;
+        if (const QdIfcEntityType* e = n ? n->asEntityType() : nullptr) out.push_back({QdAnsiString(a->name()), e});
+      }
+    return out;
+  }
+
+  void wrongType(uint64_t instance, const ReferenceAttribute& r, const QdDbObjectId& target) {
+    QdIfcEntityBase* object = target.openObject();
+    if (!object || object->isKindOf(r.expected)) return;
+    const QdIfcEntityType* found = object->getInstanceType();
+    // The record's place, looked up only for the rare record with a problem.
+    std::string_view bytes(m_filer.begin(), static_cast<size_t>(m_filer.end() - m_filer.begin()));
+    size_t at = bytes.find("#" + std::to_string(instance) + "=");
+    m_filer.beginRecord(instance);
+    m_filer.problemAt(at == std::string_view::npos ? m_filer.end() : m_filer.begin() + at,
+                      std::string("a reference to ") + r.expected->schemaName() + " in " + r.name.constStr(),
+                      "#" + std::to_string(target.id()) + " of " + (found ? found->schemaName() : "no type"));
+  }
+
+  // References to instances of a type the attribute does not admit, one problem each.
+  void checkReferenceTypes() {
+    m_model.forEach([&](const QdDbObjectId& id, QdIfcEntityBase* object) {
+      const QdIfcEntityType* type = object->getInstanceType();
+      if (!type) return;
+      for (const ReferenceAttribute& r : referencesOf(type)) {
+        QdIfcVariant v;
+        if (!object->getAttr(r.name, v)) continue;
+        QdDbObjectId single;
+        QdIfcAggr* many = nullptr;
+        if (v.type() == &QdIfcVariantType::Desc<QdDbObjectId>::value()) {
+          single = *v.ptr<QdDbObjectId>();
+          if (!single.isNull()) wrongType(id.id(), r, single);
+        } else if (v.getValue(many) && many && many->count() > 0 &&
+                   &many->elementType() == &QdIfcVariantType::Desc<QdDbObjectId>::value()) {
+          const auto& items = many->aggrOrderType() == kAggrOrdered
+                                  ? static_cast<const QdIfcOrderedAggr::QdIfcOrderedAggrImp<QdDbObjectId>*>(many->imp())->items()
+                                  : static_cast<const QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<QdDbObjectId>*>(many->imp())->items();
+          for (const QdDbObjectId& h : items) wrongType(id.id(), r, h);
+        }
+      }
+    });
   }
 
  public:
@@ -287,6 +356,7 @@ class Loader {
   QdIfcLoadReport& m_report;
   std::unordered_map<std::string_view, const QdIfcEntityType*> m_types;
   std::unordered_map<const QdIfcEntityType*, uint64_t> m_counts;
+  std::unordered_map<const QdIfcEntityType*, std::vector<ReferenceAttribute>> m_references;
 };
 
 }  // namespace

@@ -217,10 +217,15 @@ TEST_F(StepFiles, BadRecordsAreReportedOnceAndTheRestIsKept) {
       "garbage here;\n"
       "#7=IFCCARTESIANPOINT(('x',2.));\n"
       "#8=IFCPOLYLOOP((#1,#9)) ;\r\n"
-      "#9=IFCCARTESIANPOINT((9.,9.));"));
+      "#9=IFCCARTESIANPOINT((9.,9.));\n"
+      "#10=IFCPOLYLOOP((#9,#8,#1));\n"
+      "#11=IFCFACEOUTERBOUND(#9,.T.);"));
   std::map<uint64_t, std::string> found;
   for (const QdSpfProblem& p : r.problems) found[p.instance] += p.expected + " / " + p.found + "; ";
-  EXPECT_EQ(found.size(), 7u) << problemsOf(r);
+  EXPECT_EQ(found.size(), 9u) << problemsOf(r);
+  // References to instances of types the attribute does not admit, found once all is read.
+  EXPECT_EQ(found[10], "a reference to IfcCartesianPoint in Polygon / #8 of IfcPolyLoop; ");
+  EXPECT_EQ(found[11], "a reference to IfcLoop in Bound / #9 of IfcCartesianPoint; ");
   EXPECT_NE(found[2].find("IFCNOSUCHTHING"), std::string::npos);
   EXPECT_NE(found[3].find("more parameters"), std::string::npos);
   EXPECT_NE(found[4].find("more parameters"), std::string::npos);  // too few
