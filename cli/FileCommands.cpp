@@ -78,6 +78,20 @@ int usage(const std::string& command, const std::string& message, const char* te
   return kUsageError;
 }
 
+// The arguments of a command that takes `files` paths. Returns -1 to go on, or the
+// exit status: 0 after --help, 2 for bad usage.
+int arguments(const std::vector<std::string>& args, const char* command, const char* text, size_t files,
+              const char* what, Parsed& p) {
+  p = parse(args);
+  if (p.help) {
+    std::cout << text;
+    return 0;
+  }
+  if (!p.error.empty()) return usage(command, p.error, text);
+  if (p.files.size() != files) return usage(command, what, text);
+  return -1;
+}
+
 // Loads path into model; prints the load's own failures (the module, the file).
 bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_ptr<QdIfcModel>& model,
               const std::string& path, bool anySchema, QdIfcLoadReport& report, double& seconds) {
@@ -151,13 +165,8 @@ std::string display(const QdIfcVariant& v, int depth = 0) {
 }  // namespace
 
 int runShow(const std::vector<std::string>& args, const std::string& modulePath) {
-  Parsed p = parse(args);
-  if (p.help) {
-    std::cout << kShowUsage;
-    return 0;
-  }
-  if (!p.error.empty()) return usage("show", p.error, kShowUsage);
-  if (p.files.size() != 2) return usage("show", "give FILE and #ID", kShowUsage);
+  Parsed p;
+  if (int status = arguments(args, "show", kShowUsage, 2, "give FILE and #ID", p); status >= 0) return status;
   std::string idText = p.files[1][0] == '#' ? p.files[1].substr(1) : p.files[1];
   uint64_t id = 0;
   if (idText.empty() || idText.find_first_not_of("0123456789") != std::string::npos ||
@@ -195,24 +204,14 @@ std::string renderInstance(const QdIfcEntityBase& object, uint64_t id) {
 }
 
 int runLoad(const std::vector<std::string>& args, const std::string& modulePath) {
-  Parsed p = parse(args);
-  if (p.help) {
-    std::cout << kLoadUsage;
-    return 0;
-  }
-  if (!p.error.empty()) return usage("load", p.error, kLoadUsage);
-  if (p.files.size() != 1) return usage("load", "give one FILE", kLoadUsage);
+  Parsed p;
+  if (int status = arguments(args, "load", kLoadUsage, 1, "give one FILE", p); status >= 0) return status;
   return loadAndSummarise(p.files[0], p.anySchema, modulePath);
 }
 
 int runDemo(const std::vector<std::string>& args, const std::string& modulePath) {
-  Parsed p = parse(args);
-  if (p.help) {
-    std::cout << kDemoUsage;
-    return 0;
-  }
-  if (!p.error.empty()) return usage("demo", p.error, kDemoUsage);
-  if (p.files.size() != 1) return usage("demo", "give OUT", kDemoUsage);
+  Parsed p;
+  if (int status = arguments(args, "demo", kDemoUsage, 1, "give OUT", p); status >= 0) return status;
   {
     ModuleLoader module;
     if (!module.load(modulePath)) {
@@ -258,13 +257,8 @@ int loadAndSummarise(const std::string& path, bool anySchema, const std::string&
 }
 
 int runCheck(const std::vector<std::string>& args, const std::string& modulePath) {
-  Parsed p = parse(args);
-  if (p.help) {
-    std::cout << kCheckUsage;
-    return 0;
-  }
-  if (!p.error.empty()) return usage("check", p.error, kCheckUsage);
-  if (p.files.size() != 1) return usage("check", "give one FILE", kCheckUsage);
+  Parsed p;
+  if (int status = arguments(args, "check", kCheckUsage, 1, "give one FILE", p); status >= 0) return status;
   ModuleLoader module;
   std::unique_ptr<QdIfcModel> model;
   QdIfcLoadReport report;
@@ -276,13 +270,8 @@ int runCheck(const std::vector<std::string>& args, const std::string& modulePath
 }
 
 int runConvert(const std::vector<std::string>& args, const std::string& modulePath) {
-  Parsed p = parse(args);
-  if (p.help) {
-    std::cout << kConvertUsage;
-    return 0;
-  }
-  if (!p.error.empty()) return usage("convert", p.error, kConvertUsage);
-  if (p.files.size() != 2) return usage("convert", "give IN and OUT", kConvertUsage);
+  Parsed p;
+  if (int status = arguments(args, "convert", kConvertUsage, 2, "give IN and OUT", p); status >= 0) return status;
   ModuleLoader module;
   std::unique_ptr<QdIfcModel> model;
   QdIfcLoadReport report;

@@ -248,11 +248,16 @@ bool QdSpfFilerBase::readIntToken(int64_t& value, bool& isInteger, double& real)
 
 // ---- reading fields ------------------------------------------------------------------
 
-QD::ErrorStatus QdSpfFilerBase::rdInt(int& value, bool, bool comma) {
+// A field of one value: its comma, then $ or * (the member keeps its unset value),
+// or the value itself.
+template <class T>
+QD::ErrorStatus QdSpfFilerBase::readField(T& value, bool comma) {
   if (!enterField(comma)) return QD::eInvalidInput;
   if (takeUnset()) return QD::eOk;
   return rdPrimitive(value, false);
 }
+
+QD::ErrorStatus QdSpfFilerBase::rdInt(int& value, bool, bool comma) { return readField(value, comma); }
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(int& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
@@ -274,11 +279,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(int& value, bool comma) {
   return QD::eOk;
 }
 
-QD::ErrorStatus QdSpfFilerBase::rdDouble(double& value, bool, bool comma) {
-  if (!enterField(comma)) return QD::eInvalidInput;
-  if (takeUnset()) return QD::eOk;
-  return rdPrimitive(value, false);
-}
+QD::ErrorStatus QdSpfFilerBase::rdDouble(double& value, bool, bool comma) { return readField(value, comma); }
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(double& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
@@ -321,11 +322,7 @@ bool QdSpfFilerBase::readStringToken(std::string_view& raw) {
   return true;
 }
 
-QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool comma) {
-  if (!enterField(comma)) return QD::eInvalidInput;
-  if (takeUnset()) return QD::eOk;
-  return rdPrimitive(value, false);
-}
+QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool comma) { return readField(value, comma); }
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
@@ -410,11 +407,7 @@ bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value) {
   return true;
 }
 
-QD::ErrorStatus QdSpfFilerBase::rdReference(QdDbObjectId& value, bool comma) {
-  if (!enterField(comma)) return QD::eInvalidInput;
-  if (takeUnset()) return QD::eOk;
-  return rdPrimitive(value, false);
-}
+QD::ErrorStatus QdSpfFilerBase::rdReference(QdDbObjectId& value, bool comma) { return readField(value, comma); }
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdDbObjectId& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
@@ -422,11 +415,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdDbObjectId& value, bool comma) {
   return QD::eOk;
 }
 
-QD::ErrorStatus QdSpfFilerBase::rdSelect(QdIfcSelect& value, bool, bool comma) {
-  if (!enterField(comma)) return QD::eInvalidInput;
-  if (takeUnset()) return QD::eOk;
-  return rdPrimitive(value, false);
-}
+QD::ErrorStatus QdSpfFilerBase::rdSelect(QdIfcSelect& value, bool, bool comma) { return readField(value, comma); }
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;

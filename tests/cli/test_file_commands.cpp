@@ -3,6 +3,7 @@
 #include "Demo.h"
 #include "FileCommands.h"
 #include "ModuleLoader.h"
+#include "RunQdifc.h"
 
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
@@ -10,10 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -21,24 +18,6 @@ using namespace QD_SDAI;
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Outcome {
-  int status;
-  std::string out;
-};
-
-Outcome qdifc(const std::string& args) {
-  std::string command = std::string(QDIFC_TEST_QDIFC_PATH) + " " + args + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  Outcome run{-1, {}};
-  if (!pipe) return run;
-  std::array<char, 4096> buffer{};
-  size_t n;
-  while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) run.out.append(buffer.data(), n);
-  int status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
 
 const fs::path kCorpus = QDIFC_TEST_CORPUS_DIR;
 
@@ -79,17 +58,17 @@ TEST(DemoBuilding, ReadsBackAttributeByAttribute) {
 
 TEST(FileCommands, ExitWithZeroOneOrTwo) {
   const std::string out = (fs::temp_directory_path() / "qdifc_demo_test.ifc").string();
-  Outcome demo = qdifc("demo " + out);
+  CommandResult demo = qdifc("demo " + out);
   EXPECT_EQ(demo.status, 0) << demo.out;
   EXPECT_NE(demo.out.find("0 problems"), std::string::npos) << demo.out;
   EXPECT_EQ(qdifc("check " + out).status, 0);
-  Outcome show = qdifc("show " + out + " '#14'");
+  CommandResult show = qdifc("show " + out + " '#14'");
   EXPECT_EQ(show.status, 0) << show.out;
   EXPECT_EQ(show.out.rfind("#14 IfcSite\n", 0), 0u) << show.out;
   EXPECT_EQ(qdifc("show " + out + " '#99999'").status, 1);
   EXPECT_EQ(qdifc("convert " + out + " " + out + ".2").status, 0);
   for (const char* command : {"load", "check", "convert", "show", "demo"}) {
-    Outcome help = qdifc(std::string(command) + " --help");
+    CommandResult help = qdifc(std::string(command) + " --help");
     EXPECT_EQ(help.status, 0) << command;
     EXPECT_EQ(help.out.rfind(std::string("usage: qdifc ") + command, 0), 0u) << help.out;
     EXPECT_EQ(qdifc(std::string(command) + " --bogus").status, 2) << command;
@@ -97,11 +76,11 @@ TEST(FileCommands, ExitWithZeroOneOrTwo) {
   EXPECT_EQ(qdifc("show " + out + " twelve").status, 2);
   EXPECT_EQ(qdifc("load /nonexistent/file.ifc").status, 1);
   if (fs::is_directory(kCorpus)) {
-    Outcome broken = qdifc("check " + (kCorpus / "ifc4" / "SmallModelIfc4.ifc").string());
+    CommandResult broken = qdifc("check " + (kCorpus / "ifc4" / "SmallModelIfc4.ifc").string());
     EXPECT_EQ(broken.status, 1);
     EXPECT_NE(broken.out.find("SmallModelIfc4.ifc:32: #38: expected ')' after the last parameter"), std::string::npos)
         << broken.out;
-    Outcome other = qdifc("load " + (kCorpus / "other-schemas" / "ifc2x3_final_wall.ifc").string());
+    CommandResult other = qdifc("load " + (kCorpus / "other-schemas" / "ifc2x3_final_wall.ifc").string());
     EXPECT_EQ(other.status, 1);
     EXPECT_NE(other.out.find("IFC2X3_FINAL, not IFC4"), std::string::npos) << other.out;
   }

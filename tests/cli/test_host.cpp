@@ -1,6 +1,7 @@
 // The module as a host sees it: loaded at run time through its plain exports, and
 // the qdifc program's commands.
 #include "ModuleLoader.h"
+#include "RunQdifc.h"
 #include "SchemaView.h"
 
 #include <QdIfcCore/Dictionary.h>
@@ -54,25 +55,6 @@ TEST(DynamicLoading, ReportsWhatIsWrong) {
 }
 
 namespace {
-
-struct CommandResult {
-  int status;
-  std::string out;
-};
-
-// Runs qdifc with the arguments; standard error goes to standard output.
-CommandResult qdifc(const std::string& args) {
-  std::string command = std::string(QDIFC_TEST_QDIFC_PATH) + " " + args + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  CommandResult run{-1, {}};
-  if (!pipe) return run;
-  std::array<char, 4096> buffer{};
-  size_t n;
-  while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) run.out.append(buffer.data(), n);
-  int status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
 
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> out;

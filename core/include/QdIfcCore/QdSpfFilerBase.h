@@ -181,6 +181,8 @@ class QDIFCCORE_API QdSpfFilerBase {
   bool enterField(bool comma);
   // $ (when optional or not) or * at the position: consumed, and true.
   bool takeUnset();
+  template <class T>
+  QD::ErrorStatus readField(T& value, bool comma);
   bool readIntToken(int64_t& value, bool& isInteger, double& real);
   QD::ErrorStatus wrongKind(const char* expected);
   bool readStringToken(std::string_view& raw);
