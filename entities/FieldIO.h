@@ -125,6 +125,26 @@ void writeAggr(const A& member, QdSpfFilerBase* filer, bool optional, bool comma
   writeList<typename A::value_type>(member, filer);
 }
 
+// A list of binaries: each element as "hex", as it was read.
+template <class A>
+void writeBinaries(const A& member, QdSpfFilerBase* filer, bool optional, bool comma) {
+  if (comma) filer->wrChar(',');
+  if (optional && member.count() == 0) {
+    filer->wrChar('$');
+    return;
+  }
+  filer->wrChar('(');
+  bool first = true;
+  for (const QD_SDAI::QdAnsiString& e : member.items()) {
+    if (!first) filer->wrChar(',');
+    first = false;
+    filer->wrChar('"');
+    filer->text().append(e.view());
+    filer->wrChar('"');
+  }
+  filer->wrChar(')');
+}
+
 // Lists of lists: each inner list by the flat reader; a malformed inner list leaves
 // the aggregate as it was.
 template <class T>

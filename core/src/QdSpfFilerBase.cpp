@@ -327,6 +327,15 @@ QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool c
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
   std::string_view raw;
+  if (peek() == '"') {
+    // A binary element (a list of BINARY): its hexadecimal text as it stands.
+    const char* start = m_p + 1;
+    const char* q = static_cast<const char*>(std::memchr(start, '"', static_cast<size_t>(m_end - start)));
+    if (!q) return wrongKind("a closing '\"'");
+    value = QdAnsiString(std::string_view(start, static_cast<size_t>(q - start)));
+    m_p = q + 1;
+    return QD::eOk;
+  }
   if (!readStringToken(raw)) return m_p >= m_end ? QD::eInvalidInput : wrongKind("a string");
   if (!m_utf8) {
     value = QdAnsiString(raw);

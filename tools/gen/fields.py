@@ -29,6 +29,7 @@ CALLS = {
     "aggregate": ("detail::readAggr({m}, filer, {c})", "detail::writeAggr({m}, filer, {o}, {c})"),
     "nested": ("detail::readNested({m}, filer, {c})", "detail::writeNested({m}, filer, {o}, {c})"),
     "binary": ("detail::readBinary(filer, {c})", "detail::writeBinary(filer, {c})"),
+    "binaries": ("detail::readAggr({m}, filer, {c})", "detail::writeBinaries({m}, filer, {o}, {c})"),
     "derived": ("filer->rdDerive({c})", "filer->wrDerive({c})"),
 }
 
@@ -59,6 +60,8 @@ def _calls(c: EntityClass, fields: List[Tuple[Attr, bool]], first: int, directio
         if direction == 0 and c.name in READ_AS_OPTIONAL:
             optional = comma
         kind = "derived" if derived else a.value.kind
+        if kind == "aggregate" and a.value.element.kind == "binary":
+            kind = "binaries"
         text = CALLS[kind][direction].format(m=a.member, o=flag(optional), c=flag(comma))
         lines.append(f"  {text};")
     return lines
