@@ -65,7 +65,7 @@ Resolved resolve(const DictionaryInstance* t) {
     const QdIfcDefinedType* d = n->asDefinedType();
     if (!d) break;
     if (strcasecmp(d->typeName(), "IfcGloballyUniqueId") == 0) return {Kind::kGuid};
-    if (const QdIfcEnumerationType* e = d->wrappedEnumeration()) return {Kind::kEnum, d, nullptr};
+    if (d->wrappedEnumeration()) return {Kind::kEnum, d, nullptr};
     if (d->wrappedSelect()) return {Kind::kSelect, d};
     if (const QdIfcAggregationType* a = d->wrappedAggregate()) {
       t = a;
