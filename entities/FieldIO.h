@@ -114,25 +114,27 @@ void writeList(const QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer) {
   filer->wrChar(')');
 }
 
-// The flat writer: an optional aggregate without elements is "$", a required one "()".
-template <class A>
-void writeAggr(const A& member, QdSpfFilerBase* filer, bool optional, bool comma) {
+// The start of an aggregate field: its comma, then "$" for an optional aggregate
+// without elements (and false: nothing more to write). A required one goes on as "()".
+inline bool beginAggregate(const QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer, bool optional, bool comma) {
   if (comma) filer->wrChar(',');
   if (optional && member.count() == 0) {
     filer->wrChar('$');
-    return;
+    return false;
   }
-  writeList<typename A::value_type>(member, filer);
+  return true;
+}
+
+// The flat writer.
+template <class A>
+void writeAggr(const A& member, QdSpfFilerBase* filer, bool optional, bool comma) {
+  if (beginAggregate(member, filer, optional, comma)) writeList<typename A::value_type>(member, filer);
 }
 
 // A list of binaries: each element as "hex", as it was read.
 template <class A>
 void writeBinaries(const A& member, QdSpfFilerBase* filer, bool optional, bool comma) {
-  if (comma) filer->wrChar(',');
-  if (optional && member.count() == 0) {
-    filer->wrChar('$');
-    return;
-  }
+  if (!beginAggregate(member, filer, optional, comma)) return;
   filer->wrChar('(');
   bool first = true;
   for (const QD_SDAI::QdAnsiString& e : member.items()) {
@@ -189,11 +191,7 @@ QD::ErrorStatus readNested(QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr
 template <class T>
 void writeNested(const QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<T>>& member, QdSpfFilerBase* filer,
                  bool optional, bool comma) {
-  if (comma) filer->wrChar(',');
-  if (optional && member.count() == 0) {
-    filer->wrChar('$');
-    return;
-  }
+  if (!beginAggregate(member, filer, optional, comma)) return;
   filer->wrChar('(');
   bool first = true;
   for (QD_SDAI::QdIfcAggr* inner : member.items()) {
