@@ -8,6 +8,8 @@
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdSpfFile.h>
 
+#include <benchmark/benchmark.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -124,8 +126,7 @@ void measure(const std::string& name, const std::string& bytes, bool breakdown) 
               name.c_str(), mb, n, mb / load, n / load, static_cast<double>(loaded - before) / n, static_cast<double>(heap) / n,
               static_cast<double>(saved.size()) / 1e6 / save, mb / tokenizer, load / tokenizer,
               report.problems.size());
-  static volatile size_t sink;
-  sink = tokens;
+  benchmark::DoNotOptimize(tokens);
   if (breakdown) {
     std::vector<std::pair<uint64_t, std::string>> byCount;
     for (const auto& [type, count] : report.counts) byCount.emplace_back(count, type);

@@ -11,10 +11,12 @@
 #include <QdIfcCore/TextEncodeDecode.h>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 
 using namespace QD_SDAI;
@@ -102,9 +104,21 @@ bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_p
   model = std::make_unique<QdIfcModel>(module.schema());
   QdIfcLoadOptions options;
   options.acceptOtherSchemas = anySchema;
+  // A progress bar on a terminal, for files that take a while.
+  std::error_code sizeError;
+  if (isatty(STDERR_FILENO) && std::filesystem::file_size(path, sizeError) > 20000000 && !sizeError) {
+    options.progress = [](uint64_t done, uint64_t total) {
+      const int width = 40;
+      const int filled = total ? static_cast<int>(width * done / total) : width;
+      std::cerr << "\r[" << std::string(static_cast<size_t>(filled), '#')
+                << std::string(static_cast<size_t>(width - filled), ' ') << "] "
+                << (total ? 100 * done / total : 100) << "%" << std::flush;
+    };
+  }
   auto start = std::chrono::steady_clock::now();
   report = qdIfcLoadFile(*model, path, options);
   seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (options.progress) std::cerr << "\r" << std::string(48, ' ') << "\r" << std::flush;
   if (!report.opened) {
     std::cerr << "qdifc: cannot read " << path << '\n';
     return false;

@@ -163,7 +163,10 @@ class Loader {
   }
 
   void data() {
-    for (;;) {
+    const uint64_t total = static_cast<uint64_t>(m_filer.end() - m_filer.begin());
+    for (uint64_t n = 0;; ++n) {
+      if (m_options.progress && (n & 0xFFFF) == 0)
+        m_options.progress(static_cast<uint64_t>(m_filer.position() - m_filer.begin()), total);
       char c = m_filer.peek();
       if (c == '\0') {
         m_filer.problem("ENDSEC;", "the end of the file");

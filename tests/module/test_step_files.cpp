@@ -15,6 +15,8 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 using namespace QD_SDAI;
 namespace fs = std::filesystem;
@@ -254,6 +256,21 @@ TEST_F(StepFiles, BadRecordsAreReportedOnceAndTheRestIsKept) {
       EXPECT_NE(m->object(1), nullptr) << cut;
     }
   }
+}
+
+TEST_F(StepFiles, ProgressIsToldInBytesOfTheWhole) {
+  std::string records;
+  for (int i = 1; i <= 70000; ++i) records += "#" + std::to_string(i) + "=IFCCARTESIANPOINT((0.,0.));\n";
+  const std::string text = file(records);
+  std::vector<std::pair<uint64_t, uint64_t>> calls;
+  QdIfcLoadOptions options;
+  options.progress = [&](uint64_t done, uint64_t total) { calls.emplace_back(done, total); };
+  auto model = fresh();
+  EXPECT_TRUE(qdIfcLoad(*model, text, options).problems.empty());
+  ASSERT_EQ(calls.size(), 2u);  // at the first record, and 65,536 records later
+  EXPECT_LT(calls[0].first, calls[1].first);
+  EXPECT_LT(calls[1].first, text.size());
+  EXPECT_EQ(calls[1].second, text.size());
 }
 
 TEST_F(StepFiles, WhatTheWriterWritesReadsBackAsTheSameModel) {

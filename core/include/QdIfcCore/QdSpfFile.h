@@ -14,6 +14,7 @@
 #include <QdIfcCore/QdSpfFilerBase.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,6 +29,9 @@ struct QdIfcLoadOptions {
   bool acceptOtherSchemas = false;
   // Fill the inverse attributes after reading.
   bool linkInverses = true;
+  // Called now and then while the records are read, with the bytes read so far and
+  // the bytes in all; for a progress display. May be empty.
+  std::function<void(uint64_t done, uint64_t total)> progress;
 };
 
 struct QDIFCCORE_API QdIfcLoadReport {
