@@ -14,7 +14,4 @@ inline bool sameTypeName(const char* name, const QD_SDAI::QdIfcEntityType* type)
   return strcasecmp(name, type->typeName()) == 0;
 }
 
-// The property builder of entities that add no property objects of their own.
-void noProperties(QD_SDAI::QdIfcPropertyCollection*, const QD_SDAI::QdIfcEntityType*);
-
 }  // namespace IFC4::detail

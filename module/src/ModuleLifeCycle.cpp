@@ -51,14 +51,4 @@ QDIFC4_API QdModuleLifeCycleApp* qdGetModuleLifeCycleApp() { return &g_lifeCycle
 
 QDIFC4_API QD_SDAI::QdIfcSchema* qdifcGetSchemaPointer() { return g_pSchema; }
 
-// Turns a property or quantity instance into a property object for the core.
-// Property objects are not part of the module yet: the call answers false and
-// gives no object.
-QDIFC4_API bool qdIfcBuildPropertyForSimple(QD_SDAI::QdIfcEntityBase* /*entity*/, QD_SDAI::QdIfcProperty** property,
-                                            unsigned int* typeKind) {
-  if (property) *property = nullptr;
-  if (typeKind) *typeKind = 0;
-  return false;
-}
-
 }  // extern "C"

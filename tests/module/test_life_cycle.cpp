@@ -120,11 +120,3 @@ TEST_F(LifeCycle, BuiltInTypesHaveTheirWidthsAndFlags) {
   EXPECT_STREQ(schema->builtInTypes().keyAt(0), "string(22)fixed");
   EXPECT_STREQ(schema->builtInTypes().keyAt(1), "binary(32)");
 }
-
-TEST_F(LifeCycle, PropertyEntryPointIsNotThereYetAndSaysSo) {
-  QdIfcProperty* property = reinterpret_cast<QdIfcProperty*>(0x1);
-  unsigned int kind = 99;
-  EXPECT_FALSE(qdIfcBuildPropertyForSimple(nullptr, &property, &kind));
-  EXPECT_EQ(property, nullptr);
-  EXPECT_EQ(kind, 0u);
-}

@@ -137,6 +137,7 @@ class EntityClass:
     redeclared: List[Attr] = field(default_factory=list)
     inverses: List[Attr] = field(default_factory=list)
     writable: List[Attr] = field(default_factory=list)  # inverses putAttr writes by name
+    own: List[Attr] = field(default_factory=list)       # explicit and inverse, in the data's order
     rows: List[ForwardRow] = field(default_factory=list)
     linker: Optional[str] = None       # the nearest class above with setInverseCounterParts
 
@@ -219,9 +220,11 @@ def resolve(schema: schemadata.Schema) -> Model:
             where = f"{e.name}.{a.name}"
             if a.kind == "explicit":
                 c.explicit.append(Attr(e.name, a.name, "explicit", r.value(a.type, where), optional=a.optional))
+                c.own.append(c.explicit[-1])
             elif a.kind == "inverse":
                 c.inverses.append(Attr(e.name, a.name, "inverse", Value("entity", r.entities[a.target].name)
                                        if a.target else Value("entity"), single=not a.target, inverts=a.inverts))
+                c.own.append(c.inverses[-1])
         by_name[e.name] = c
         for a in e.attributes:
             if a.kind == "derived" and a.redeclares:

@@ -20,6 +20,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import attrmodel  # noqa: E402
 import entities  # noqa: E402
+import properties  # noqa: E402
 import schemadata  # noqa: E402
 import selects  # noqa: E402
 
@@ -80,9 +81,10 @@ def emit_phases(schema: schemadata.Schema) -> str:
 INT_UNSET = "Consts::QdIntUnset"
 
 
-def emit_type_phases(schema: schemadata.Schema) -> str:
+def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
     """The entity and select phases, which tie the dictionary to the classes."""
-    out = [HEADER, '#include "QdIFC4SchemaBuilder.h"', '#include "EntityFrame.h"', "#include <QdIfc4/Entities.h>",
+    out = [HEADER, '#include "QdIFC4SchemaBuilder.h"', '#include "PropertyBuilders.h"', "#include <QdIfc4/Entities.h>",
+           "#include <QdIfc4/PropertyTemplates.h>",
            "#include <QdIfc4/Selects.h>", "#include <QdIfcCore/Consts.h>\n", "using namespace QD_SDAI;\n"]
     chunks = [schema.entities[i:i + 100] for i in range(0, len(schema.entities), 100)]
     out.append("\nnamespace {")
@@ -91,7 +93,8 @@ def emit_type_phases(schema: schemadata.Schema) -> str:
         for e in part:
             super_slot = f"IFC4::{e.supertype}::g_pEntityType" if e.supertype else "nullptr"
             out.append(f"  phase.begin({c_string(e.key)}, {c_string(e.name)}, &IFC4::{e.name}::create, "
-                       f"&IFC4::detail::noProperties, IFC4::{e.name}::g_pEntityType, {super_slot});")
+                       f"&{properties.builder_name(model.by_name[e.name])}, IFC4::{e.name}::g_pEntityType, "
+                       f"{super_slot});")
             for a in e.attributes:
                 if a.kind == "explicit":
                     out.append(f"  phase.explicitAttribute({c_string(a.name)}, {c_string(a.type)});")
@@ -167,11 +170,13 @@ def emit_enumeration_tables(schema: schemadata.Schema) -> str:
 
 def outputs(schema: schemadata.Schema) -> Dict[str, str]:
     """File name (relative to --out) to its text."""
-    files = {"SchemaPhases.cpp": emit_phases(schema), "TypePhases.cpp": emit_type_phases(schema),
+    model = attrmodel.resolve(schema)
+    files = {"SchemaPhases.cpp": emit_phases(schema), "TypePhases.cpp": emit_type_phases(schema, model),
              "include/QdIfc4/Enumerations.h": emit_enumerations_header(schema),
              "include/QdIfc4/EnumerationTables.h": emit_enumeration_tables_header(schema),
              "EnumerationTables.cpp": emit_enumeration_tables(schema)}
-    files.update(entities.outputs(attrmodel.resolve(schema)))
+    files.update(entities.outputs(model))
+    files.update(properties.outputs(model))
     files.update(selects.outputs(schema))
     return files
 

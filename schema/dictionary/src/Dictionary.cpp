@@ -155,6 +155,8 @@ QdIfcEntityType* QdIfcEntityType::createEntityType(QdIfcSchema* schema, const ch
     }
   }
   slot = type;
+  // The type's property objects are made now, once: they are the same for every model.
+  if (propertyBuilder) propertyBuilder(&type->m_properties, type);
   return type;
 }
 

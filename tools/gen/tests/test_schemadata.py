@@ -157,13 +157,13 @@ class EmitterTest(unittest.TestCase):
         self.assertIn('defineAggregateType("array [0:UUpper] of array [0:VUpper] of IfcReal", '
                       'QdIfcAggregationType::kArray, 0, kUnsetBound, "array [0:VUpper] of IfcReal", false);', text)
         schema = schemadata.read_schema(write_schema(SAMPLE))
-        types = genifc.emit_type_phases(schema)
+        types = genifc.emit_type_phases(schema, attrmodel.resolve(schema))
         for phase in ("initBuiltInTypes", "initDefinedTypes", "initEnumerationTypes", "initEntityTypes",
                       "initSelectTypes", "initAggregateTypes"):
             self.assertIn(f"void QdIFC4SchemaBuilder::{phase}()", text + types)
         # Entities: created with the supertype's slot as it stands, attributes in order, then closed.
         self.assertIn('phase.begin("IFCORIENTEDEDGE", "IfcOrientedEdge", &IFC4::IfcOrientedEdge::create, '
-                      '&IFC4::detail::noProperties, IFC4::IfcOrientedEdge::g_pEntityType, '
+                      '&IFC4::detail::buildIfcOrientedEdgeProperties, IFC4::IfcOrientedEdge::g_pEntityType, '
                       'IFC4::IfcEdge::g_pEntityType);', types)
         self.assertIn('phase.derivedAttribute("ifcedge_edgestart", "IFCROOT", "IfcEdge");', types)
         self.assertIn('phase.inverseAttribute("ToSet", Consts::QdIntUnset, Consts::QdIntUnset, "", '

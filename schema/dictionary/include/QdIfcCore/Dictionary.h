@@ -8,6 +8,7 @@
 #include <QdIfcCore/Export.h>
 #include <QdIfcCore/QdAnsiString.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
+#include <QdIfcCore/QdIfcProperty.h>
 #include <QdIfcCore/QdTypeCode.h>
 #include <QdIfcCore/QdTypes.h>
 
@@ -302,6 +303,10 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
   // Number of supertypes above this type.
   int depth() const noexcept;
 
+  // The property objects of the own attributes, made by the property builder when
+  // the type was created. Inherited attributes are in the supertypes' collections.
+  const QdIfcPropertyCollection& properties() const noexcept { return m_properties; }
+
  private:
   QdIfcEntityType(QdIfcSchema* schema, const char* name, bool flag, QdIfcEntityFactory factory,
                   QdIfcPropertyBuilder propertyBuilder, const QdIfcEntityType* supertype);
@@ -312,6 +317,7 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
   QdIfcPropertyBuilder m_propertyBuilder;
   const QdIfcEntityType* m_supertype;
   std::vector<QdIfcAttributeDefinition*> m_attributes;
+  QdIfcPropertyCollection m_properties;
 };
 
 // An attribute of an entity type.
