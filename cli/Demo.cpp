@@ -204,6 +204,14 @@ std::vector<std::string> buildDemo(QdIfcModel& model) {
   for (const QdDbObjectId& w : walls) wallList.append(w);
   b.rooted("IfcRelDefinesByProperties", "Wall properties",
            {{"RelatedObjects", QdIfcVariant(wallList)}, {"RelatingPropertyDefinition", QdIfcVariant(pset)}});
+  // And their base quantities.
+  QdDbObjectId length = b.make("IfcQuantityLength", {{"Name", QdIfcVariant("Length")}, {"LengthValue", QdIfcVariant(5.0)}});
+  QdDbObjectId height = b.make("IfcQuantityLength", {{"Name", QdIfcVariant("Height")}, {"LengthValue", QdIfcVariant(3.0)}});
+  QdDbObjectId area = b.make("IfcQuantityArea", {{"Name", QdIfcVariant("NetSideArea")}, {"AreaValue", QdIfcVariant(13.2)}});
+  QdDbObjectId qset = b.rooted("IfcElementQuantity", "Qto_WallBaseQuantities",
+                               {{"Quantities", QdIfcVariant(list({length, height, area}))}});
+  b.rooted("IfcRelDefinesByProperties", "Wall quantities",
+           {{"RelatedObjects", QdIfcVariant(wallList)}, {"RelatingPropertyDefinition", QdIfcVariant(qset)}});
   model.setInverseCounterParts();
   return b.errors();
 }

@@ -1,5 +1,6 @@
 #include "FileCommands.h"
 
+#include "CommandSupport.h"
 #include "Demo.h"
 #include "ModuleLoader.h"
 
@@ -51,40 +52,36 @@ const char* kDemoUsage =
     "to OUT, reads OUT back and prints what was read, as qdifc load does.\n";
 
 const char* kShowUsage =
-    "usage: qdifc show FILE #ID [--any-schema]\n"
+    "usage: qdifc show FILE #ID [--via-properties] [--any-schema]\n"
     "\n"
     "Reads FILE and prints the instance #ID: its type, then each attribute of the type\n"
     "and its supertypes by name, as getAttr gives it (strings decoded for display; $ for\n"
-    "an unset value), inverse attributes with the instances that link to it.\n";
+    "an unset value), inverse attributes with the instances that link to it.\n"
+    "  --via-properties   read the values through the property objects of the type and\n"
+    "                     its supertypes instead; the output is the same\n";
 
-struct Parsed {
-  std::vector<std::string> files;
-  bool anySchema = false;
-  bool help = false;
-  std::string error;
-};
-
-Parsed parse(const std::vector<std::string>& args) {
+Parsed parse(const std::vector<std::string>& args, bool viaProperties) {
   Parsed p;
   for (const std::string& a : args) {
     if (a == "-h" || a == "--help") p.help = true;
     else if (a == "--any-schema") p.anySchema = true;
+    else if (viaProperties && a == "--via-properties") p.viaProperties = true;
     else if (!a.empty() && a[0] == '-') p.error = "unknown option " + a;
     else p.files.push_back(a);
   }
   return p;
 }
 
+}  // namespace
+
 int usage(const std::string& command, const std::string& message, const char* text) {
   std::cerr << "qdifc " << command << ": " << message << "\n\n" << text;
   return kUsageError;
 }
 
-// The arguments of a command that takes `files` paths. Returns -1 to go on, or the
-// exit status: 0 after --help, 2 for bad usage.
 int arguments(const std::vector<std::string>& args, const char* command, const char* text, size_t files,
-              const char* what, Parsed& p) {
-  p = parse(args);
+              const char* what, Parsed& p, bool viaProperties) {
+  p = parse(args, viaProperties);
   if (p.help) {
     std::cout << text;
     return 0;
@@ -94,7 +91,13 @@ int arguments(const std::vector<std::string>& args, const char* command, const c
   return -1;
 }
 
-// Loads path into model; prints the load's own failures (the module, the file).
+bool parseInstanceId(const std::string& text, uint64_t& id) {
+  std::string digits = !text.empty() && text[0] == '#' ? text.substr(1) : text;
+  if (digits.empty() || digits.size() > 19 || digits.find_first_not_of("0123456789") != std::string::npos) return false;
+  id = std::stoull(digits);
+  return id != 0;
+}
+
 bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_ptr<QdIfcModel>& model,
               const std::string& path, bool anySchema, QdIfcLoadReport& report, double& seconds) {
   if (!module.load(modulePath)) {
@@ -132,6 +135,8 @@ bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_p
   return true;
 }
 
+namespace {
+
 void printProblems(const QdIfcLoadReport& report, size_t limit, std::ostream& out) {
   size_t shown = 0;
   for (const QdSpfProblem& p : report.problems) {
@@ -143,8 +148,11 @@ void printProblems(const QdIfcLoadReport& report, size_t limit, std::ostream& ou
   }
 }
 
-// The value of a variant for a person: text decoded, aggregates in parentheses.
-std::string display(const QdIfcVariant& v, int depth = 0) {
+}  // namespace
+
+std::string display(const QdIfcVariant& v, int depth) {
+  // Strings inside aggregates come as the members' own text, transported form and all.
+  if (const QdAnsiString* member = v.ptr<QdAnsiString>()) return display(QdIfcVariant(member->constStr()), depth);
   if (const char* const* text = v.ptr<const char*>()) {
     if (!*text) return "$";
     QdAnsiString s(*text);
@@ -157,7 +165,10 @@ std::string display(const QdIfcVariant& v, int depth = 0) {
   }
   QdIfcArray<QdIfcVariant> elements;
   QdIfcAggr* aggregate = nullptr;
-  if (v.type() && v.type()->isAggregate() && v.getValue(aggregate)) {
+  // An inner aggregate of a list of lists comes as a plain aggregate pointer.
+  bool isAggregate = v.ptr<QdIfcAggr*>() != nullptr;
+  if (isAggregate) aggregate = *v.ptr<QdIfcAggr*>();
+  if (isAggregate || (v.type() && v.type()->isAggregate() && v.getValue(aggregate))) {
     if (!aggregate || aggregate->count() == 0) return aggregate && !aggregate->isNil() ? "()" : "$";
     std::string out = "(";
     if (QdIfcAggrConstIterator* it = aggregate->createConstIterator()) {
@@ -176,16 +187,11 @@ std::string display(const QdIfcVariant& v, int depth = 0) {
   return v.isEmpty() ? "(none)" : "?";
 }
 
-}  // namespace
-
 int runShow(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
-  if (int status = arguments(args, "show", kShowUsage, 2, "give FILE and #ID", p); status >= 0) return status;
-  std::string idText = p.files[1][0] == '#' ? p.files[1].substr(1) : p.files[1];
+  if (int status = arguments(args, "show", kShowUsage, 2, "give FILE and #ID", p, true); status >= 0) return status;
   uint64_t id = 0;
-  if (idText.empty() || idText.find_first_not_of("0123456789") != std::string::npos ||
-      (id = std::stoull(idText)) == 0)
-    return usage("show", "#ID must be an instance number such as #12", kShowUsage);
+  if (!parseInstanceId(p.files[1], id)) return usage("show", "#ID must be an instance number such as #12", kShowUsage);
   ModuleLoader module;
   std::unique_ptr<QdIfcModel> model;
   QdIfcLoadReport report;
@@ -196,7 +202,7 @@ int runShow(const std::vector<std::string>& args, const std::string& modulePath)
     std::cerr << "qdifc: " << p.files[0] << " has no instance #" << id << '\n';
     return 1;
   }
-  std::cout << renderInstance(*object, id);
+  std::cout << (p.viaProperties ? renderViaProperties(*object, id) : renderInstance(*object, id));
   return 0;
 }
 

@@ -1,4 +1,4 @@
-// The host's commands on files: load, check and convert.
+// The host's commands on files: load, check, convert, show, tree and props.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +20,13 @@ int loadAndSummarise(const std::string& path, bool anySchema, const std::string&
 int runShow(const std::vector<std::string>& args, const std::string& modulePath);
 // An instance's attributes by name, one a line, as qdifc show prints them.
 std::string renderInstance(const QD_SDAI::QdIfcEntityBase& object, uint64_t id);
+// The same lines, with the values read through the property objects of the type
+// and its supertypes.
+std::string renderViaProperties(const QD_SDAI::QdIfcEntityBase& object, uint64_t id);
+// The spatial structure of a file, through the two hierarchy properties.
+int runTree(const std::vector<std::string>& args, const std::string& modulePath);
+// The property sets and quantities of an instance, through simple property objects.
+int runProps(const std::vector<std::string>& args, const std::string& modulePath);
 int runConvert(const std::vector<std::string>& args, const std::string& modulePath);
 
 }  // namespace qdhost

@@ -25,6 +25,8 @@ const char* kUsage =
     "  check FILE       read an IFC4 file and list every problem\n"
     "  convert IN OUT   read IN and write the model to OUT\n"
     "  show FILE #ID    an instance's attributes by name, and its inverse links\n"
+    "  tree FILE        the spatial structure: project, site, building, storeys, spaces\n"
+    "  props FILE #ID   the property sets and quantities of an object, with their values\n"
     "  demo OUT         build a small building through the module, write it, read it back\n"
     "  help             show this text\n"
     "\n"
@@ -114,6 +116,8 @@ int main(int argc, char** argv) {
   if (command == "check") return qdhost::runCheck(rest, modulePath);
   if (command == "convert") return qdhost::runConvert(rest, modulePath);
   if (command == "show") return qdhost::runShow(rest, modulePath);
+  if (command == "tree") return qdhost::runTree(rest, modulePath);
+  if (command == "props") return qdhost::runProps(rest, modulePath);
   if (command == "demo") return qdhost::runDemo(rest, modulePath);
   return usageError("unknown command '" + command + "'", kUsage);
 }

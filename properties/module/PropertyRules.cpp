@@ -13,6 +13,11 @@ using namespace QD_SDAI;
 
 void textToVariant(const QdAnsiString& member, QdIfcVariant& value) {
   QdAnsiString copy(member);
+  // Unset text stays unset: decoded, its marker byte would read as a character.
+  if (copy.isUnset()) {
+    value = QdIfcVariant(copy);
+    return;
+  }
   HsString text;
   if (settings().get_useUTF8()) {
     text = HsString(copy.constStr(), HsString::kUtf8);

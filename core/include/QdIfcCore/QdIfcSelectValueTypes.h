@@ -125,11 +125,23 @@ class QdIfcSelectPtrValueTypePOD<T*> final : public QdIfcSelectValueTypePODBase<
 };
 
 // An array of selects by value: equal when of one length and equal in order. Such
-// arrays have no text.
+// arrays have no text; they convert to an array of variants, one select by value each.
 template <class T>
 class QdIfcSelectArrayValueType final : public QdIfcVariantTypeForObject<QdIfcArray<T>> {
  public:
   using QdIfcVariantTypeForObject<QdIfcArray<T>>::QdIfcVariantTypeForObject;
+  bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source,
+                      QdIfcVariant& result) const override {
+    if (&target != &QdIfcVariantType::Desc<QdIfcArray<QdIfcVariant>>::value()) return false;
+    const auto* selects = static_cast<const QdIfcArray<T>*>(source.payload());
+    QdIfcArray<QdIfcVariant> variants;
+    if (selects) {
+      variants.setPhysicalLength(selects->length());
+      for (const T& s : *selects) variants.append(QdIfcVariant(s));
+    }
+    result = QdIfcVariant(variants);
+    return true;
+  }
   bool subEqualTo(const void* a, const void* b) const override {
     const auto& x = *static_cast<const QdIfcArray<T>*>(a);
     const auto& y = *static_cast<const QdIfcArray<T>*>(b);
