@@ -2,6 +2,9 @@
 // display of a value.
 #pragma once
 
+#include "ModuleLoader.h"
+
+#include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdSpfFile.h>
 
 #include <cstdint>
@@ -10,13 +13,12 @@
 #include <vector>
 
 namespace QD_SDAI {
+class QdIfcEntityBase;
 class QdIfcModel;
 class QdIfcVariant;
 }  // namespace QD_SDAI
 
 namespace qdhost {
-
-class ModuleLoader;
 
 struct Parsed {
   std::vector<std::string> files;
@@ -35,9 +37,18 @@ int arguments(const std::vector<std::string>& args, const char* command, const c
               const char* what, Parsed& p, bool viaProperties = false);
 // "#12" or "12"; false for anything else, 0 included.
 bool parseInstanceId(const std::string& text, uint64_t& id);
-// Loads path into model; prints the load's own failures (the module, the file).
-bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_ptr<QD_SDAI::QdIfcModel>& model,
-              const std::string& path, bool anySchema, QD_SDAI::QdIfcLoadReport& report, double& seconds);
+// A file read into a model through the module; the model goes before the module.
+struct LoadedFile {
+  ModuleLoader module;
+  std::unique_ptr<QD_SDAI::QdIfcModel> model;
+  QD_SDAI::QdIfcLoadReport report;
+  double seconds = 0;
+
+  // Loads the module and reads path; prints the load's own failures (the module, the file).
+  bool load(const std::string& modulePath, const std::string& path, bool anySchema);
+  // The instance #id of the file at path, or null after saying that there is none.
+  QD_SDAI::QdIfcEntityBase* instance(uint64_t id, const std::string& path) const;
+};
 // The value of a variant for a person: text decoded, aggregates in parentheses, $ unset.
 std::string display(const QD_SDAI::QdIfcVariant& v, int depth = 0);
 

@@ -98,8 +98,7 @@ bool parseInstanceId(const std::string& text, uint64_t& id) {
   return id != 0;
 }
 
-bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_ptr<QdIfcModel>& model,
-              const std::string& path, bool anySchema, QdIfcLoadReport& report, double& seconds) {
+bool LoadedFile::load(const std::string& modulePath, const std::string& path, bool anySchema) {
   if (!module.load(modulePath)) {
     std::cerr << "qdifc: " << module.error() << '\n';
     return false;
@@ -133,6 +132,15 @@ bool loadInto(ModuleLoader& module, const std::string& modulePath, std::unique_p
     return false;
   }
   return true;
+}
+
+QdIfcEntityBase* LoadedFile::instance(uint64_t id, const std::string& path) const {
+  QdIfcEntityBase* object = model ? model->object(id) : nullptr;
+  if (!object || !object->getInstanceType()) {
+    std::cerr << "qdifc: " << path << " has no instance #" << id << '\n';
+    return nullptr;
+  }
+  return object;
 }
 
 namespace {
@@ -192,16 +200,10 @@ int runShow(const std::vector<std::string>& args, const std::string& modulePath)
   if (int status = arguments(args, "show", kShowUsage, 2, "give FILE and #ID", p, true); status >= 0) return status;
   uint64_t id = 0;
   if (!parseInstanceId(p.files[1], id)) return usage("show", "#ID must be an instance number such as #12", kShowUsage);
-  ModuleLoader module;
-  std::unique_ptr<QdIfcModel> model;
-  QdIfcLoadReport report;
-  double seconds = 0;
-  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
-  QdIfcEntityBase* object = model->object(id);
-  if (!object || !object->getInstanceType()) {
-    std::cerr << "qdifc: " << p.files[0] << " has no instance #" << id << '\n';
-    return 1;
-  }
+  LoadedFile f;
+  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  QdIfcEntityBase* object = f.instance(id, p.files[0]);
+  if (!object) return 1;
   std::cout << (p.viaProperties ? renderViaProperties(*object, id) : renderInstance(*object, id));
   return 0;
 }
@@ -253,57 +255,48 @@ int runDemo(const std::vector<std::string>& args, const std::string& modulePath)
 }
 
 int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath) {
-  ModuleLoader module;
-  std::unique_ptr<QdIfcModel> model;
-  QdIfcLoadReport report;
-  double seconds = 0;
-  if (!loadInto(module, modulePath, model, path, anySchema, report, seconds)) return 1;
+  LoadedFile f;
+  if (!f.load(modulePath, path, anySchema)) return 1;
 
-  std::vector<std::pair<std::string, uint64_t>> counts = report.counts;
+  std::vector<std::pair<std::string, uint64_t>> counts = f.report.counts;
   std::stable_sort(counts.begin(), counts.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
-  std::cout << path << ": " << report.records << " instances of " << counts.size() << " types, "
-            << report.problems.size() << " problems\n";
+  std::cout << path << ": " << f.report.records << " instances of " << counts.size() << " types, "
+            << f.report.problems.size() << " problems\n";
   for (const auto& [name, count] : counts) std::cout << "  " << count << '\t' << name << '\n';
   struct rusage usage {};
   getrusage(RUSAGE_SELF, &usage);
   char line[160];
-  std::snprintf(line, sizeof line, "time %.3f s, %.1f MB/s, %.0f instances/s, peak memory %.1f MB\n", seconds,
-                seconds > 0 ? static_cast<double>(report.bytes) / 1e6 / seconds : 0.0,
-                seconds > 0 ? static_cast<double>(report.records) / seconds : 0.0,
+  std::snprintf(line, sizeof line, "time %.3f s, %.1f MB/s, %.0f instances/s, peak memory %.1f MB\n", f.seconds,
+                f.seconds > 0 ? static_cast<double>(f.report.bytes) / 1e6 / f.seconds : 0.0,
+                f.seconds > 0 ? static_cast<double>(f.report.records) / f.seconds : 0.0,
                 static_cast<double>(usage.ru_maxrss) / 1024.0);
   std::cout << line;
-  if (!report.problems.empty()) printProblems(report, 20, std::cout);
-  return report.problems.empty() ? 0 : 1;
+  if (!f.report.problems.empty()) printProblems(f.report, 20, std::cout);
+  return f.report.problems.empty() ? 0 : 1;
 }
 
 int runCheck(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
   if (int status = arguments(args, "check", kCheckUsage, 1, "give one FILE", p); status >= 0) return status;
-  ModuleLoader module;
-  std::unique_ptr<QdIfcModel> model;
-  QdIfcLoadReport report;
-  double seconds = 0;
-  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
-  printProblems(report, report.problems.size(), std::cout);
-  if (report.problems.empty()) std::cout << p.files[0] << ": no problems\n";
-  return report.problems.empty() ? 0 : 1;
+  LoadedFile f;
+  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  printProblems(f.report, f.report.problems.size(), std::cout);
+  if (f.report.problems.empty()) std::cout << p.files[0] << ": no problems\n";
+  return f.report.problems.empty() ? 0 : 1;
 }
 
 int runConvert(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
   if (int status = arguments(args, "convert", kConvertUsage, 2, "give IN and OUT", p); status >= 0) return status;
-  ModuleLoader module;
-  std::unique_ptr<QdIfcModel> model;
-  QdIfcLoadReport report;
-  double seconds = 0;
-  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
-  printProblems(report, 20, std::cerr);
+  LoadedFile f;
+  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  printProblems(f.report, 20, std::cerr);
   std::string error;
-  if (!qdIfcSaveFile(*model, p.files[1], &error)) {
+  if (!qdIfcSaveFile(*f.model, p.files[1], &error)) {
     std::cerr << "qdifc: " << error << '\n';
     return 1;
   }
-  return report.problems.empty() ? 0 : 1;
+  return f.report.problems.empty() ? 0 : 1;
 }
 
 }  // namespace qdhost

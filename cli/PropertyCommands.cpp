@@ -190,15 +190,12 @@ void printTree(const QdIfcEntityBase& object, int depth, std::set<uint64_t>& see
 int runTree(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
   if (int status = arguments(args, "tree", kTreeUsage, 1, "give one FILE", p); status >= 0) return status;
-  ModuleLoader module;
-  std::unique_ptr<QdIfcModel> model;
-  QdIfcLoadReport report;
-  double seconds = 0;
-  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
-  const QdIfcEntityType* project = module.schema()->findEntityType("IfcProject");
+  LoadedFile f;
+  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  const QdIfcEntityType* project = f.module.schema()->findEntityType("IfcProject");
   std::set<uint64_t> seen;
   int projects = 0;
-  model->forEach([&](const QdDbObjectId&, QdIfcEntityBase* object) {
+  f.model->forEach([&](const QdDbObjectId&, QdIfcEntityBase* object) {
     if (object->getInstanceType() != project) return;
     ++projects;
     printTree(*object, 0, seen, std::cout);
@@ -295,21 +292,15 @@ int runProps(const std::vector<std::string>& args, const std::string& modulePath
   if (int status = arguments(args, "props", kPropsUsage, 2, "give FILE and #ID", p); status >= 0) return status;
   uint64_t id = 0;
   if (!parseInstanceId(p.files[1], id)) return usage("props", "#ID must be an instance number such as #12", kPropsUsage);
-  ModuleLoader module;
-  std::unique_ptr<QdIfcModel> model;
-  QdIfcLoadReport report;
-  double seconds = 0;
-  if (!loadInto(module, modulePath, model, p.files[0], p.anySchema, report, seconds)) return 1;
-  auto build = reinterpret_cast<BuildPropertyFn>(module.symbol("qdIfcBuildPropertyForSimple"));
+  LoadedFile f;
+  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  auto build = reinterpret_cast<BuildPropertyFn>(f.module.symbol("qdIfcBuildPropertyForSimple"));
   if (!build) {
     std::cerr << "qdifc: the module has no qdIfcBuildPropertyForSimple\n";
     return 1;
   }
-  QdIfcEntityBase* object = model->object(id);
-  if (!object || !object->getInstanceType()) {
-    std::cerr << "qdifc: " << p.files[0] << " has no instance #" << id << '\n';
-    return 1;
-  }
+  QdIfcEntityBase* object = f.instance(id, p.files[0]);
+  if (!object) return 1;
   std::cout << label(*object) << '\n';
   std::vector<QdIfcEntityBase*> own, typed, fromType;
   definitions(*object, "isdefinedby", "relatingpropertydefinition", own);

@@ -11,7 +11,7 @@
 //   TextProperty          strings: read as UTF-8 QdAnsiString, written from HsString
 //   ArrayProperty         aggregates: read into and written from QdIfcArray
 //   ReadOnlyProperty      single inverses: the accessor's handle, no write
-//   InverseArrayProperty  inverse sets: read into QdIfcArray, no write
+//   ArrayReadProperty     inverse sets (InverseArrayProperty): read into QdIfcArray, no write
 //   EnumProperty          enumerations: read by name through getAttr, no write
 //   SelectProperty        selects: neither (their values are reached with getAttr)
 //   HierarchyProperty     a decomposition or containment, walked through the
@@ -59,8 +59,8 @@ QDIFC4_API QD::ErrorStatus collectRelated(const QdIfcEntityBase* entity, const Q
 
 // ---- the templates ----
 
-template <auto Get, auto Set>
-class PlainProperty : public QD_SDAI::QdIfcProperty {
+template <auto Get>
+class ReadOnlyProperty : public QD_SDAI::QdIfcProperty {
  public:
   using Class = typename AccessorOf<decltype(Get)>::Class;
   using Value = typename AccessorOf<decltype(Get)>::Value;
@@ -70,6 +70,14 @@ class PlainProperty : public QD_SDAI::QdIfcProperty {
     value = QdIfcVariant((static_cast<const Class*>(entity)->*Get)());
     return QD::eOk;
   }
+};
+
+template <auto Get, auto Set>
+class PlainProperty : public ReadOnlyProperty<Get> {
+ public:
+  using typename ReadOnlyProperty<Get>::Class;
+  using typename ReadOnlyProperty<Get>::Value;
+
   // No conversion: a double attribute refuses an int variant.
   QD::ErrorStatus putAttribute(QdIfcEntityBase* entity, const QdIfcVariant& value) const override {
     const Value* v = value.ptr<Value>();
@@ -100,10 +108,10 @@ class TextProperty : public QD_SDAI::QdIfcProperty {
   }
 };
 
-// A is the accessors' QdIfcArray type: QdIfcArray<T>, or QdIfcArray<QdIfcArray<T>>
+// A is the accessor's QdIfcArray type: QdIfcArray<T>, or QdIfcArray<QdIfcArray<T>>
 // for a list of lists.
-template <class E, class A, void (E::*Get)(A&) const, void (E::*Set)(const A&)>
-class ArrayProperty : public QD_SDAI::QdIfcProperty {
+template <class E, class A, void (E::*Get)(A&) const>
+class ArrayReadProperty : public QD_SDAI::QdIfcProperty {
  public:
   using Value = A;
 
@@ -115,6 +123,11 @@ class ArrayProperty : public QD_SDAI::QdIfcProperty {
     value = QdIfcVariant(elements);
     return QD::eOk;
   }
+};
+
+template <class E, class A, void (E::*Get)(A&) const, void (E::*Set)(const A&)>
+class ArrayProperty : public ArrayReadProperty<E, A, Get> {
+ public:
   QD::ErrorStatus putAttribute(QdIfcEntityBase* entity, const QdIfcVariant& value) const override {
     const A* elements = value.ptr<A>();
     if (!entity || !elements) return QD::eInvalidInput;
@@ -123,33 +136,8 @@ class ArrayProperty : public QD_SDAI::QdIfcProperty {
   }
 };
 
-template <auto Get>
-class ReadOnlyProperty : public QD_SDAI::QdIfcProperty {
- public:
-  using Class = typename AccessorOf<decltype(Get)>::Class;
-  using Value = typename AccessorOf<decltype(Get)>::Value;
-
-  QD::ErrorStatus getAttribute(const QdIfcEntityBase* entity, QdIfcVariant& value) const override {
-    if (!entity) return QD::eInvalidInput;
-    value = QdIfcVariant((static_cast<const Class*>(entity)->*Get)());
-    return QD::eOk;
-  }
-};
-
 template <class E, void (E::*Get)(QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>&) const>
-class InverseArrayProperty : public QD_SDAI::QdIfcProperty {
- public:
-  using Value = QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>;
-
-  QD::ErrorStatus getAttribute(const QdIfcEntityBase* entity, QdIfcVariant& value) const override {
-    if (!entity) return QD::eInvalidInput;
-    Value handles;
-    handles.setGrowLength(8);
-    (static_cast<const E*>(entity)->*Get)(handles);
-    value = QdIfcVariant(handles);
-    return QD::eOk;
-  }
-};
+using InverseArrayProperty = ArrayReadProperty<E, QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>, Get>;
 
 // The value arrives as getAttr gives it; the property's name is the attribute's.
 template <class Enum>
