@@ -133,7 +133,8 @@ class Loader {
       if (c == ';') return;
     }
   }
-  // The parameter list at the position, "(...)", as text.
+  // The parameter list at the position, "(...)", as text; empty, with a problem, when
+  // the list does not close before the record ends.
   std::string parameters() {
     m_filer.peek();
     const char* start = m_filer.position();
@@ -146,6 +147,10 @@ class Loader {
       if (c == '\0' || c == ';') break;
       if (c == ')') --depth;
       m_filer.setPosition(m_filer.position() + 1);
+    }
+    if (depth > 0) {
+      m_filer.problem("')' closing the header record", m_filer.sampleAt(m_filer.position()));
+      return {};
     }
     return std::string(start, m_filer.position());
   }

@@ -454,7 +454,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcBoolean& value, bool, bool comm
   return QD::eOk;
 }
 
-bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value) {
+bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value, bool& valid) {
   if (peek() != '#') return false;
   const char* at = m_p;
   const char* q = m_p + 1;
@@ -467,12 +467,12 @@ bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value) {
     id = id * 10 + digit;
     ++q;
   }
-  if (q == digits || overflow || id == 0) {
-    m_p = q;
+  m_p = q;
+  valid = q != digits && !overflow && id != 0;
+  if (!valid) {
     problemAt(at, "an instance name #1 to #18446744073709551615", sampleAt(at));
     return true;  // consumed; the handle stays as it was
   }
-  m_p = q;
   value = m_model ? m_model->handleFor(id) : QdDbObjectId();
   return true;
 }
@@ -481,8 +481,10 @@ QD::ErrorStatus QdSpfFilerBase::rdReference(QdDbObjectId& value, bool comma) { r
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdDbObjectId& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
-  if (!readReferenceToken(value)) return wrongKind("a reference #n");
-  return QD::eOk;
+  bool valid = true;
+  if (!readReferenceToken(value, valid)) return wrongKind("a reference #n");
+  // A bad name is no element: a list ends before it instead of holding a null handle.
+  return valid ? QD::eOk : QD::eInvalidInput;
 }
 
 QD::ErrorStatus QdSpfFilerBase::rdSelect(QdIfcSelect& value, bool, bool comma) { return readField(value, comma); }
@@ -492,7 +494,9 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
   char c = peek();
   if (c == '#') {
     QdDbObjectId h;
-    readReferenceToken(h);
+    bool valid = true;
+    readReferenceToken(h, valid);
+    if (!valid) return QD::eInvalidInput;
     if (!h.isNull()) value.setHandleOnLoad(h);
     return QD::eOk;
   }

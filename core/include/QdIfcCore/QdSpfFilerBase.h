@@ -207,7 +207,9 @@ class QDIFCCORE_API QdSpfFilerBase {
   bool readIntToken(int64_t& value, bool& isInteger, double& real);
   QD::ErrorStatus wrongKind(const char* expected);
   bool readStringToken(std::string_view& raw);
-  bool readReferenceToken(QdDbObjectId& value);
+  // "#n" at the position: consumed, and true. A name outside #1 to #2^64-1 is a
+  // problem; valid is then false and value stays as it was.
+  bool readReferenceToken(QdDbObjectId& value, bool& valid);
   void fieldComma(bool comma) {
     if (comma) m_out.push_back(',');
   }
