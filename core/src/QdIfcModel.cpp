@@ -34,8 +34,10 @@ detail::ObjectSlot* QdIfcModel::lookup(uint64_t id) const noexcept {
 void QdIfcModel::index(uint64_t id, detail::ObjectSlot* slot) {
   if (id >= m_dense.size()) {
     // Grow the dense table while the numbers stay within a small factor of the
-    // number of slots; far outliers go to the sorted overflow instead.
-    uint64_t limit = 2 * std::max<uint64_t>(m_dense.size(), m_slotsUsed) + 65536;
+    // number of slots; far outliers go to the sorted overflow instead. The bound
+    // follows the slots alone, so that the table stays in proportion to them
+    // whatever order the numbers come in.
+    uint64_t limit = 4 * static_cast<uint64_t>(m_slotsUsed) + 65536;
     if (id >= limit) {
       m_sparse.emplace(id, slot);
       return;

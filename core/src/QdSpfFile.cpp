@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <map>
@@ -15,9 +16,44 @@
 #include <strings.h>
 #include <unordered_map>
 
+// Where the heap's use is known: from the sanitizers' allocator when it stands in for
+// malloc, otherwise from glibc.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QDIFC_HEAP_FROM_SANITIZER 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define QDIFC_HEAP_FROM_SANITIZER 1
+#endif
+#if defined(QDIFC_HEAP_FROM_SANITIZER)
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
+#elif defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 33)
+#include <malloc.h>
+#define QDIFC_HEAP_FROM_GLIBC 1
+#endif
+
 namespace QD_SDAI {
 
 namespace {
+
+// Bytes of heap the process holds now, or 0 where that is not known.
+uint64_t heapInUse() noexcept {
+#if defined(QDIFC_HEAP_FROM_SANITIZER)
+  return __sanitizer_get_current_allocated_bytes();
+#elif defined(QDIFC_HEAP_FROM_GLIBC)
+  struct mallinfo2 m = mallinfo2();
+  return m.uordblks + m.hblkhd;
+#else
+  return 0;
+#endif
+}
+
+uint64_t saturatingProduct(uint64_t a, uint64_t b) noexcept {
+  uint64_t r = 0;
+  return __builtin_mul_overflow(a, b, &r) ? UINT64_MAX : r;
+}
+uint64_t saturatingAdd(uint64_t a, uint64_t b) noexcept { return a + b < a ? UINT64_MAX : a + b; }
 
 bool isWordChar(char c) noexcept {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
@@ -29,7 +65,9 @@ class Loader {
  public:
   Loader(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options, QdIfcLoadReport& report)
       : m_model(model), m_filer(bytes.data(), bytes.data() + bytes.size(), &model), m_options(options),
-        m_report(report) {}
+        m_report(report), m_heapAtStart(heapInUse()),
+        m_memoryBudget(saturatingAdd(saturatingProduct(options.limits.memoryPerFileByte, bytes.size()),
+                                     options.limits.memoryAllowance)) {}
 
   void run() {
     // A byte order mark is not part of the format, but some writers put one first.
@@ -42,11 +80,15 @@ class Loader {
     }
     if (!header()) return;
     bool anyData = false;
-    while (keyword("DATA")) {
+    while (!m_stopped && keyword("DATA")) {
       anyData = true;
       if (m_filer.peek() == '(') m_filer.skipParameter();  // a data section's own parameters
       expect(';');
       data();
+    }
+    if (m_stopped) {
+      finish();
+      return;
     }
     if (!anyData) m_filer.problem("DATA;", m_filer.sampleAt(m_filer.position()));
     if (!keyword("END-ISO-10303-21")) m_filer.problem("END-ISO-10303-21;", m_filer.sampleAt(m_filer.position()));
@@ -91,7 +133,8 @@ class Loader {
       if (c == ';') return;
     }
   }
-  // The parameter list at the position, "(...)", as text.
+  // The parameter list at the position, "(...)", as text; empty, with a problem, when
+  // the list does not close before the record ends.
   std::string parameters() {
     m_filer.peek();
     const char* start = m_filer.position();
@@ -105,6 +148,10 @@ class Loader {
       if (c == ')') --depth;
       m_filer.setPosition(m_filer.position() + 1);
     }
+    if (depth > 0) {
+      m_filer.problem("')' closing the header record", m_filer.sampleAt(m_filer.position()));
+      return {};
+    }
     return std::string(start, m_filer.position());
   }
 
@@ -116,6 +163,11 @@ class Loader {
     expect(';');
     QdSpfHeaderSection& h = m_model.header();
     while (m_filer.peek() != '\0' && !keyword("ENDSEC")) {
+      const char* recordEnd = nullptr;
+      if (!m_filer.measureRecord(m_options.limits, recordEnd)) {
+        m_filer.setPosition(recordEnd);
+        continue;
+      }
       std::string_view name = word();
       if (name.empty()) {
         m_filer.problem("a header record", m_filer.sampleAt(m_filer.position()));
@@ -162,11 +214,31 @@ class Loader {
     return type;
   }
 
+  // Whether the heap has grown past the budget since the load began; if so, one
+  // problem, and the rest of the file is not read.
+  bool overBudget() {
+    const uint64_t now = heapInUse();
+    const uint64_t grown = now > m_heapAtStart ? now - m_heapAtStart : 0;
+    if (grown <= m_memoryBudget) return false;
+    m_filer.beginRecord(0);
+    m_filer.problem("at most " + std::to_string(m_memoryBudget) + " bytes of memory for a file of " +
+                        std::to_string(m_report.bytes) + " bytes",
+                    std::to_string(grown) + " bytes in use; the rest of the file is not read");
+    m_stopped = true;
+    return true;
+  }
+
   void data() {
     const uint64_t total = static_cast<uint64_t>(m_filer.end() - m_filer.begin());
+    const char* checked = m_filer.position();
     for (uint64_t n = 0;; ++n) {
       if (m_options.progress && (n & 0xFFFF) == 0)
         m_options.progress(static_cast<uint64_t>(m_filer.position() - m_filer.begin()), total);
+      // The heap is looked at every 1,024 records and every 64 KiB.
+      if ((n & 1023) == 0 || m_filer.position() - checked >= 65536) {
+        checked = m_filer.position();
+        if (overBudget()) return;
+      }
       char c = m_filer.peek();
       if (c == '\0') {
         m_filer.problem("ENDSEC;", "the end of the file");
@@ -192,12 +264,27 @@ class Loader {
     const char* p = start + 1;
     bool overflow = false;
     while (p < m_filer.end() && *p >= '0' && *p <= '9') {
-      if (id > (UINT64_MAX - 9) / 10) overflow = true;
-      id = id * 10 + static_cast<uint64_t>(*p - '0');
+      const uint64_t digit = static_cast<uint64_t>(*p - '0');
+      if (id > (UINT64_MAX - digit) / 10) overflow = true;
+      id = id * 10 + digit;
       ++p;
     }
-    m_filer.setPosition(p);
     m_filer.beginRecord(overflow ? 0 : id);
+    const char* recordEnd = nullptr;
+    if (!m_filer.measureRecord(m_options.limits, recordEnd)) {
+      // Over a limit: the problem is recorded, the bytes are not read.
+      m_filer.setPosition(recordEnd);
+      return;
+    }
+    m_filer.setPosition(p);
+    // The record is read within its own bytes, whatever its parameters look like.
+    m_filer.confine(recordEnd);
+    readRecord(start, p, id, overflow);
+    m_filer.confine(nullptr);
+    if (m_filer.position() < recordEnd) m_filer.setPosition(recordEnd);
+  }
+
+  void readRecord(const char* start, const char* p, uint64_t id, bool overflow) {
     if (id == 0 || overflow || p == start + 1) {
       m_filer.problemAt(start, "an instance name #1 to #18446744073709551615", m_filer.sampleAt(start));
       skipRecord();
@@ -237,6 +324,7 @@ class Loader {
       return;
     }
     QdIfcEntityBase* o = object.release();
+    m_recordStarts.emplace_back(id, static_cast<uint64_t>(start - m_filer.begin()));
     m_filer.setPosition(m_filer.position() + 1);
     o->inFields(&m_filer);
     ++m_counts[type];
@@ -261,7 +349,10 @@ class Loader {
 
   void finish() {
     m_filer.beginRecord(0);
-    for (uint64_t id : m_model.unresolvedIds())
+    // A file not read to its end leaves references to the records not read; they
+    // are not reported one by one.
+    if (!m_stopped)
+      for (uint64_t id : m_model.unresolvedIds())
       m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
     checkReferenceTypes();
     if (m_options.linkInverses) m_model.setInverseCounterParts();
@@ -300,11 +391,14 @@ class Loader {
     QdIfcEntityBase* object = target.openObject();
     if (!object || object->isKindOf(r.expected)) return;
     const QdIfcEntityType* found = object->getInstanceType();
-    // The record's place, looked up only for the rare record with a problem.
-    std::string_view bytes(m_filer.begin(), static_cast<size_t>(m_filer.end() - m_filer.begin()));
-    size_t at = bytes.find("#" + std::to_string(instance) + "=");
+    // The record's place, from the starts of the records read, in order of number.
+    if (!m_recordStartsSorted) {
+      std::sort(m_recordStarts.begin(), m_recordStarts.end());
+      m_recordStartsSorted = true;
+    }
+    auto at = std::lower_bound(m_recordStarts.begin(), m_recordStarts.end(), std::make_pair(instance, uint64_t{0}));
     m_filer.beginRecord(instance);
-    m_filer.problemAt(at == std::string_view::npos ? m_filer.end() : m_filer.begin() + at,
+    m_filer.problemAt(at != m_recordStarts.end() && at->first == instance ? m_filer.begin() + at->second : m_filer.end(),
                       std::string("a reference to ") + r.expected->schemaName() + " in " + r.name.constStr(),
                       "#" + std::to_string(target.id()) + " of " + (found ? found->schemaName() : "no type"));
   }
@@ -360,6 +454,13 @@ class Loader {
   std::unordered_map<std::string_view, const QdIfcEntityType*> m_types;
   std::unordered_map<const QdIfcEntityType*, uint64_t> m_counts;
   std::unordered_map<const QdIfcEntityType*, std::vector<ReferenceAttribute>> m_references;
+  // Number and offset of each record read into an instance, for the problems found
+  // after reading; sorted by number when first needed.
+  std::vector<std::pair<uint64_t, uint64_t>> m_recordStarts;
+  bool m_recordStartsSorted = false;
+  const uint64_t m_heapAtStart;
+  const uint64_t m_memoryBudget;
+  bool m_stopped = false;  // the memory budget ran out: the rest of the file is not read
 };
 
 }  // namespace

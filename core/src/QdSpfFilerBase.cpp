@@ -78,7 +78,7 @@ bool QdSpfReadHelper::ignoreParamter(bool noComma) {
 QdSpfFilerBase::QdSpfFilerBase() : m_utf8(settings().get_useUTF8()), m_helper(*this) {}
 
 QdSpfFilerBase::QdSpfFilerBase(const char* begin, const char* end, QdIfcModel* model)
-    : m_begin(begin), m_p(begin), m_end(end), m_model(model), m_utf8(settings().get_useUTF8()), m_helper(*this) {}
+    : m_begin(begin), m_p(begin), m_end(end), m_bytesEnd(end), m_model(model), m_utf8(settings().get_useUTF8()), m_helper(*this) {}
 
 QdSpfFilerBase::~QdSpfFilerBase() = default;
 
@@ -140,6 +140,66 @@ void QdSpfFilerBase::skipParameter() noexcept {
     }
     ++m_p;
   }
+}
+
+bool QdSpfFilerBase::measureRecord(const QdSpfLimits& limits, const char*& recordEnd) {
+  // The same lexical rules as reading: strings, binaries and comments are stepped
+  // over whole, and a ';' anywhere else ends the record.
+  const char* const start = m_p;
+  const char* p = m_p;
+  const char* breach = nullptr;
+  std::string expected, found;
+  auto breached = [&](const char* at, std::string e, std::string f) {
+    if (breach) return;
+    breach = at;
+    expected = std::move(e);
+    found = std::move(f);
+  };
+  uint64_t depth = 0, parameters = 1;
+  bool closed = false;
+  recordEnd = m_end;
+  while (p < m_end) {
+    const char c = *p;
+    if (c == ';') {
+      recordEnd = p + 1;
+      closed = true;
+      break;
+    }
+    if (c == '\'' || c == '"') {
+      const char* q = c == '\'' ? closingQuote(p + 1, m_end)
+                                : static_cast<const char*>(std::memchr(p + 1, '"', static_cast<size_t>(m_end - p - 1)));
+      if (!q) q = m_end;
+      const uint64_t length = static_cast<uint64_t>(q - p - 1);
+      if (length > limits.maxStringBytes)
+        breached(p, std::string(c == '"' ? "a binary" : "a string") + " of at most " +
+                        std::to_string(limits.maxStringBytes) + " bytes",
+                 (q < m_end ? "one of " : "one of more than ") + std::to_string(length) + " bytes");
+      p = q < m_end ? q + 1 : m_end;
+      continue;
+    }
+    if (c == '/' && p + 1 < m_end && p[1] == '*') {
+      const char* close = p + 2;
+      while (close + 1 < m_end && !(close[0] == '*' && close[1] == '/')) ++close;
+      p = close + 1 < m_end ? close + 2 : m_end;
+      continue;
+    }
+    if (c == '(' && ++depth > limits.maxListDepth)
+      breached(p, "lists nested at most " + std::to_string(limits.maxListDepth) + " deep", "a deeper one");
+    else if (c == ')' && depth > 0)
+      --depth;
+    else if (c == ',' && ++parameters > limits.maxRecordParameters)
+      breached(p, "at most " + std::to_string(limits.maxRecordParameters) + " parameters in a record", "more");
+    ++p;
+  }
+  const uint64_t length = static_cast<uint64_t>(recordEnd - start);
+  if (length > limits.maxRecordBytes) {
+    breach = nullptr;  // the record as a whole is what is reported, at its start
+    breached(start, "a record of at most " + std::to_string(limits.maxRecordBytes) + " bytes",
+             (closed ? "one of " : "one of more than ") + std::to_string(length) + " bytes");
+  }
+  if (!breach) return true;
+  problemAt(breach, std::move(expected), std::move(found));
+  return false;
 }
 
 void QdSpfFilerBase::skipRestOfList() noexcept {
@@ -394,7 +454,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcBoolean& value, bool, bool comm
   return QD::eOk;
 }
 
-bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value) {
+bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value, bool& valid) {
   if (peek() != '#') return false;
   const char* at = m_p;
   const char* q = m_p + 1;
@@ -402,16 +462,17 @@ bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value) {
   const char* digits = q;
   bool overflow = false;
   while (q < m_end && isDigit(*q)) {
-    if (id > (std::numeric_limits<uint64_t>::max() - 9) / 10) overflow = true;
-    id = id * 10 + static_cast<uint64_t>(*q - '0');
+    const uint64_t digit = static_cast<uint64_t>(*q - '0');
+    if (id > (std::numeric_limits<uint64_t>::max() - digit) / 10) overflow = true;
+    id = id * 10 + digit;
     ++q;
   }
-  if (q == digits || overflow || id == 0) {
-    m_p = q;
+  m_p = q;
+  valid = q != digits && !overflow && id != 0;
+  if (!valid) {
     problemAt(at, "an instance name #1 to #18446744073709551615", sampleAt(at));
     return true;  // consumed; the handle stays as it was
   }
-  m_p = q;
   value = m_model ? m_model->handleFor(id) : QdDbObjectId();
   return true;
 }
@@ -420,8 +481,10 @@ QD::ErrorStatus QdSpfFilerBase::rdReference(QdDbObjectId& value, bool comma) { r
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdDbObjectId& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
-  if (!readReferenceToken(value)) return wrongKind("a reference #n");
-  return QD::eOk;
+  bool valid = true;
+  if (!readReferenceToken(value, valid)) return wrongKind("a reference #n");
+  // A bad name is no element: a list ends before it instead of holding a null handle.
+  return valid ? QD::eOk : QD::eInvalidInput;
 }
 
 QD::ErrorStatus QdSpfFilerBase::rdSelect(QdIfcSelect& value, bool, bool comma) { return readField(value, comma); }
@@ -431,7 +494,9 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
   char c = peek();
   if (c == '#') {
     QdDbObjectId h;
-    readReferenceToken(h);
+    bool valid = true;
+    readReferenceToken(h, valid);
+    if (!valid) return QD::eInvalidInput;
     if (!h.isNull()) value.setHandleOnLoad(h);
     return QD::eOk;
   }

@@ -171,6 +171,17 @@ TEST_F(ModelTest, IterationIsInNumberOrderWithFarOutliers) {
   EXPECT_EQ(model.find(70000).openObject() != nullptr, true);
 }
 
+TEST_F(ModelTest, TheNumberTableStaysInProportionToTheSlots) {
+  // Each number just below the dense table's bound once let the table grow by a
+  // factor; twenty such references would have asked for terabytes.
+  QdIfcModel model;
+  uint64_t id = 65000;
+  for (int i = 0; i < 20; ++i, id = 2 * id + 60000) ASSERT_EQ(model.handleFor(id).id(), id);
+  EXPECT_LT(model.bookkeepingBytes(), 8u << 20);
+  EXPECT_EQ(model.unresolvedIds().size(), 20u);
+  EXPECT_EQ(model.find(190000).id(), 190000u);
+}
+
 TEST_F(ModelTest, HandleOrderIsNumberOrder) {
   QdIfcModel model;
   std::vector<QdDbObjectId> handles;

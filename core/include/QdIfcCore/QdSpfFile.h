@@ -29,6 +29,9 @@ struct QdIfcLoadOptions {
   bool acceptOtherSchemas = false;
   // Fill the inverse attributes after reading.
   bool linkInverses = true;
+  // What a file may ask of the reader: depth of lists, length of strings and
+  // records, parameters per record, and memory for the whole file.
+  QdSpfLimits limits;
   // Called now and then while the records are read, with the bytes read so far and
   // the bytes in all; for a progress display. May be empty.
   std::function<void(uint64_t done, uint64_t total)> progress;

@@ -37,6 +37,20 @@ struct QdSpfProblem {
   std::string found;
 };
 
+// The bounds a reader holds a file to, so that no file can make it overrun its stack,
+// its time or its memory. A record that breaks one is a problem at the place of the
+// breach and is not read; the first four are measured before the record is read.
+struct QdSpfLimits {
+  uint32_t maxListDepth = 64;                  // parentheses open at once in a record, its own included
+  uint64_t maxStringBytes = 64ull << 20;       // one string or binary literal, between its quotes
+  uint64_t maxRecordBytes = 256ull << 20;      // one record, from its first character to its ';'
+  uint64_t maxRecordParameters = 1ull << 25;   // values in one record, the elements of every list included
+  // The heap may grow by memoryPerFileByte for each byte of the file, and by
+  // memoryAllowance more, while the file is read; past that the rest is not read.
+  uint64_t memoryPerFileByte = 64;
+  uint64_t memoryAllowance = 256ull << 20;
+};
+
 // The stream under a read helper. The one operation the aggregate readers use puts
 // back the character that the read helper has just consumed.
 class QDIFCCORE_API QdSpfStream {
@@ -162,6 +176,13 @@ class QDIFCCORE_API QdSpfFilerBase {
   // Moves past the ')' that closes the list the position is in, stepping over the
   // elements left: the way out of a list with a bad element.
   void skipRestOfList() noexcept;
+  // Measures the record that starts at the position, without moving: where it ends
+  // (past its ';', or at the end of the bytes) and whether it keeps to the limits. The
+  // first breach is recorded as a problem, and the answer is then false.
+  bool measureRecord(const QdSpfLimits& limits, const char*& recordEnd);
+  // Reads no further than end (nor past the bytes given at construction) from now on;
+  // a record, once measured, is read within its own bytes this way.
+  void confine(const char* end) noexcept { m_end = end && end < m_bytesEnd ? end : m_bytesEnd; }
   // Moves to the parameter of a field, over its comma when comma is true. False, with
   // one problem for the record, when the record ends where the field was due.
   bool beginField(bool comma) { return enterField(comma); }
@@ -186,7 +207,9 @@ class QDIFCCORE_API QdSpfFilerBase {
   bool readIntToken(int64_t& value, bool& isInteger, double& real);
   QD::ErrorStatus wrongKind(const char* expected);
   bool readStringToken(std::string_view& raw);
-  bool readReferenceToken(QdDbObjectId& value);
+  // "#n" at the position: consumed, and true. A name outside #1 to #2^64-1 is a
+  // problem; valid is then false and value stays as it was.
+  bool readReferenceToken(QdDbObjectId& value, bool& valid);
   void fieldComma(bool comma) {
     if (comma) m_out.push_back(',');
   }
@@ -194,6 +217,7 @@ class QDIFCCORE_API QdSpfFilerBase {
   const char* m_begin = nullptr;
   const char* m_p = nullptr;
   const char* m_end = nullptr;
+  const char* m_bytesEnd = nullptr;
   QdIfcModel* m_model = nullptr;
   bool m_utf8 = false;
   bool m_recordEnded = false;

@@ -1,0 +1,5 @@
+// Fuzz target: the string codec. Aborts with the fault when a check fails.
+#include "FuzzChecks.h"
+#include "FuzzMain.h"
+
+QDIFC_FUZZ_TARGET(qdifc_fuzz::checkCodec)
