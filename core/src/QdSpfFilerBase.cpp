@@ -9,6 +9,7 @@
 #include <QdIfcCore/TextEncodeDecode.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -23,6 +24,14 @@ inline bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 inline bool isUpperWord(char c) noexcept {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || isDigit(c) || c == '_' || c == '-';
 }
+
+// The characters that matter when a record is measured; the rest are stepped over in a
+// tight loop.
+constexpr std::array<bool, 256> kMeasured = [] {
+  std::array<bool, 256> t{};
+  for (unsigned char c : std::string_view(";'\"/(),")) t[c] = true;
+  return t;
+}();
 
 // The closing quote of a string whose text starts at p, or end. Inside the text ''
 // stands for one quote, and \S\ takes the next character as it is, a quote included.
@@ -159,6 +168,10 @@ bool QdSpfFilerBase::measureRecord(const QdSpfLimits& limits, const char*& recor
   bool closed = false;
   recordEnd = m_end;
   while (p < m_end) {
+    if (!kMeasured[static_cast<unsigned char>(*p)]) {
+      ++p;
+      continue;
+    }
     const char c = *p;
     if (c == ';') {
       recordEnd = p + 1;
@@ -392,7 +405,12 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
     const char* start = m_p + 1;
     const char* q = static_cast<const char*>(std::memchr(start, '"', static_cast<size_t>(m_end - start)));
     if (!q) return wrongKind("a closing '\"'");
-    value = QdAnsiString(std::string_view(start, static_cast<size_t>(q - start)));
+    // Only hexadecimal digits: the text is kept as it stands and may be written as a
+    // string, where a quote or a backslash would change its meaning.
+    const std::string_view hex(start, static_cast<size_t>(q - start));
+    if (hex.find_first_not_of("0123456789ABCDEFabcdef") != std::string_view::npos)
+      return wrongKind("a binary \"...\" of hexadecimal digits");
+    value = QdAnsiString(hex);
     m_p = q + 1;
     return QD::eOk;
   }
@@ -570,6 +588,9 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
       status = wrongKind("a value");
       break;
   }
+  // A typed value that could not be read leaves the select unset, not holding the
+  // member with no value, which would be written as KEYWORD($).
+  if (status != QD::eOk) value.nullify();
   if (peek() == ')') {
     ++m_p;
   } else {

@@ -126,8 +126,11 @@ std::string checkRoundTrip(std::string_view bytes) {
   // and found again; nothing else may be.
   std::set<std::tuple<uint64_t, std::string, std::string>> known;
   for (const QdSpfProblem& p : r1.problems) known.emplace(p.instance, p.expected, p.found);
-  for (const QdSpfProblem& p : r2.problems)
-    if (!known.count({p.instance, p.expected, p.found})) return "a new problem after writing" + where(r2, p);
+  for (const QdSpfProblem& p : r2.problems) {
+    const bool kept = (p.expected.rfind("a record #", 0) == 0 && p.expected != "a record #n=...;") ||
+                      p.expected.rfind("a reference to ", 0) == 0 || p.expected.rfind("FILE_SCHEMA", 0) == 0;
+    if (!kept || !known.count({p.instance, p.expected, p.found})) return "a new problem after writing" + where(r2, p);
+  }
   if (r1.counts != r2.counts) return "other instances per type after writing";
   if (qdIfcSaveText(second) != text) return "writing what was read from the written text gives other text";
   return {};
