@@ -90,12 +90,13 @@ BENCHMARK(BM_SetInverseCounterPartsOfModel)->Arg(1 << 20)->Unit(benchmark::kMill
 
 int main(int argc, char** argv) {
   if (!qdGetModuleLifeCycleApp()->start()) return 1;
-  std::printf("object sizes (bytes): IfcCartesianPoint %zu, IfcDirection %zu, IfcPolyLoop %zu, IfcFace %zu, "
-              "IfcFaceOuterBound %zu, IfcAxis2Placement3D %zu, IfcLocalPlacement %zu, IfcShapeRepresentation %zu, "
-              "IfcWall %zu\n",
-              sizeof(IFC4::IfcCartesianPoint), sizeof(IFC4::IfcDirection), sizeof(IFC4::IfcPolyLoop),
-              sizeof(IFC4::IfcFace), sizeof(IFC4::IfcFaceOuterBound), sizeof(IFC4::IfcAxis2Placement3D),
-              sizeof(IFC4::IfcLocalPlacement), sizeof(IFC4::IfcShapeRepresentation), sizeof(IFC4::IfcWall));
+  std::printf(
+      "object sizes (bytes): IfcCartesianPoint %zu, IfcDirection %zu, IfcPolyLoop %zu, IfcFace %zu, "
+      "IfcFaceOuterBound %zu, IfcAxis2Placement3D %zu, IfcLocalPlacement %zu, IfcShapeRepresentation %zu, "
+      "IfcWall %zu\n",
+      sizeof(IFC4::IfcCartesianPoint), sizeof(IFC4::IfcDirection), sizeof(IFC4::IfcPolyLoop), sizeof(IFC4::IfcFace),
+      sizeof(IFC4::IfcFaceOuterBound), sizeof(IFC4::IfcAxis2Placement3D), sizeof(IFC4::IfcLocalPlacement),
+      sizeof(IFC4::IfcShapeRepresentation), sizeof(IFC4::IfcWall));
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

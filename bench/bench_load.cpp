@@ -121,11 +121,11 @@ void measure(const std::string& name, const std::string& bytes, bool breakdown) 
   std::string saved = qdIfcSaveText(*model);
   double save = now() - t0;
   const double n = static_cast<double>(model->size());
-  std::printf("%-44s %8.1f MB %9.0f inst  load %6.1f MB/s %9.0f inst/s  %5.0f B/inst (heap %4.0f)  save %6.1f MB/s  "
-              "tokenizer %6.1f MB/s (load = %.1fx)  problems %zu\n",
-              name.c_str(), mb, n, mb / load, n / load, static_cast<double>(loaded - before) / n, static_cast<double>(heap) / n,
-              static_cast<double>(saved.size()) / 1e6 / save, mb / tokenizer, load / tokenizer,
-              report.problems.size());
+  std::printf(
+      "%-44s %8.1f MB %9.0f inst  load %6.1f MB/s %9.0f inst/s  %5.0f B/inst (heap %4.0f)  save %6.1f MB/s  "
+      "tokenizer %6.1f MB/s (load = %.1fx)  problems %zu\n",
+      name.c_str(), mb, n, mb / load, n / load, static_cast<double>(loaded - before) / n, static_cast<double>(heap) / n,
+      static_cast<double>(saved.size()) / 1e6 / save, mb / tokenizer, load / tokenizer, report.problems.size());
   benchmark::DoNotOptimize(tokens);
   if (breakdown) {
     std::vector<std::pair<uint64_t, std::string>> byCount;

@@ -33,8 +33,8 @@ static void BM_LoadLikeAReader(benchmark::State& state) {
     benchmark::DoNotOptimize(model.size());
   }
   state.SetItemsProcessed(state.iterations() * n);
-  state.counters["instances/s"] = benchmark::Counter(static_cast<double>(state.iterations() * n),
-                                                     benchmark::Counter::kIsRate);
+  state.counters["instances/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations() * n), benchmark::Counter::kIsRate);
   state.counters["model bytes/instance"] = static_cast<double>(bytes) / static_cast<double>(n);
   state.counters["object bytes/instance"] = sizeof(Small);
 }
@@ -51,7 +51,8 @@ static void BM_FindByNumber(benchmark::State& state) {
   for (auto _ : state) {
     benchmark::DoNotOptimize(model.object(ids[k++ & 4095]));
   }
-  state.counters["lookups/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["lookups/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_FindByNumber)->Arg(1000000);
 

@@ -69,9 +69,9 @@ class Builder {
   }
   // A box of the given size as a swept solid in the body context.
   QdDbObjectId box(QdDbObjectId context, double x, double y, double height) {
-    QdDbObjectId profile = make("IfcRectangleProfileDef", {{"ProfileType", QdIfcVariant("AREA")},
-                                                           {"XDim", QdIfcVariant(x)},
-                                                           {"YDim", QdIfcVariant(y)}});
+    QdDbObjectId profile =
+        make("IfcRectangleProfileDef",
+             {{"ProfileType", QdIfcVariant("AREA")}, {"XDim", QdIfcVariant(x)}, {"YDim", QdIfcVariant(y)}});
     QdDbObjectId position = make("IfcAxis2Placement3D", {{"Location", QdIfcVariant(point(x / 2, y / 2, 0))}});
     QdDbObjectId solid = make("IfcExtrudedAreaSolid", {{"SweptArea", QdIfcVariant(profile)},
                                                        {"Position", QdIfcVariant(position)},
@@ -110,33 +110,35 @@ std::vector<std::string> buildDemo(QdIfcModel& model) {
 
   // Units and the geometric context.
   QdIdList units;
-  const std::pair<const char*, const char*> siUnits[] = {
-      {"LENGTHUNIT", "METRE"}, {"AREAUNIT", "SQUARE_METRE"}, {"VOLUMEUNIT", "CUBIC_METRE"},
-      {"PLANEANGLEUNIT", "RADIAN"}};
+  const std::pair<const char*, const char*> siUnits[] = {{"LENGTHUNIT", "METRE"},
+                                                         {"AREAUNIT", "SQUARE_METRE"},
+                                                         {"VOLUMEUNIT", "CUBIC_METRE"},
+                                                         {"PLANEANGLEUNIT", "RADIAN"}};
   for (const auto& [type, name] : siUnits)
     units.push_back(b.make("IfcSIUnit", {{"UnitType", QdIfcVariant(type)}, {"Name", QdIfcVariant(name)}}));
   QdIfcArray<QdDbObjectId> unitList;
   for (const QdDbObjectId& u : units) unitList.append(u);
   QdDbObjectId assignment = b.make("IfcUnitAssignment", {{"Units", QdIfcVariant(unitList)}});
   QdDbObjectId world = b.make("IfcAxis2Placement3D", {{"Location", QdIfcVariant(b.point(0, 0, 0))}});
-  QdDbObjectId context = b.make("IfcGeometricRepresentationContext",
-                                {{"ContextIdentifier", QdIfcVariant("Model")},
-                                 {"ContextType", QdIfcVariant("Model")},
-                                 {"CoordinateSpaceDimension", QdIfcVariant(3)},
-                                 {"Precision", QdIfcVariant(1e-5)},
-                                 {"WorldCoordinateSystem", QdIfcVariant(world)},
-                                 {"TrueNorth", QdIfcVariant(b.direction(0, 1, 0))}});
-  QdDbObjectId project = b.rooted("IfcProject", "Demo project",
-                                  {{"RepresentationContexts", QdIfcVariant(list({context}))},
-                                   {"UnitsInContext", QdIfcVariant(assignment)}});
+  QdDbObjectId context =
+      b.make("IfcGeometricRepresentationContext", {{"ContextIdentifier", QdIfcVariant("Model")},
+                                                   {"ContextType", QdIfcVariant("Model")},
+                                                   {"CoordinateSpaceDimension", QdIfcVariant(3)},
+                                                   {"Precision", QdIfcVariant(1e-5)},
+                                                   {"WorldCoordinateSystem", QdIfcVariant(world)},
+                                                   {"TrueNorth", QdIfcVariant(b.direction(0, 1, 0))}});
+  QdDbObjectId project = b.rooted(
+      "IfcProject", "Demo project",
+      {{"RepresentationContexts", QdIfcVariant(list({context}))}, {"UnitsInContext", QdIfcVariant(assignment)}});
 
   // The spatial structure: site, building, two storeys.
   QdDbObjectId sitePlace = b.placement(QdDbObjectId(), 0, 0, 0);
-  QdDbObjectId site = b.rooted("IfcSite", "Site", {{"ObjectPlacement", QdIfcVariant(sitePlace)},
-                                                   {"CompositionType", QdIfcVariant("ELEMENT")}});
+  QdDbObjectId site = b.rooted(
+      "IfcSite", "Site", {{"ObjectPlacement", QdIfcVariant(sitePlace)}, {"CompositionType", QdIfcVariant("ELEMENT")}});
   QdDbObjectId buildingPlace = b.placement(sitePlace, 0, 0, 0);
-  QdDbObjectId building = b.rooted("IfcBuilding", "Building", {{"ObjectPlacement", QdIfcVariant(buildingPlace)},
-                                                               {"CompositionType", QdIfcVariant("ELEMENT")}});
+  QdDbObjectId building =
+      b.rooted("IfcBuilding", "Building",
+               {{"ObjectPlacement", QdIfcVariant(buildingPlace)}, {"CompositionType", QdIfcVariant("ELEMENT")}});
   QdDbObjectId storeys[2];
   QdDbObjectId storeyPlaces[2];
   for (int i = 0; i < 2; ++i) {
@@ -150,9 +152,9 @@ std::vector<std::string> buildDemo(QdIfcModel& model) {
            {{"RelatingObject", QdIfcVariant(project)}, {"RelatedObjects", QdIfcVariant(list({site}))}});
   b.rooted("IfcRelAggregates", "Site to building",
            {{"RelatingObject", QdIfcVariant(site)}, {"RelatedObjects", QdIfcVariant(list({building}))}});
-  b.rooted("IfcRelAggregates", "Building to storeys",
-           {{"RelatingObject", QdIfcVariant(building)},
-            {"RelatedObjects", QdIfcVariant(list({storeys[0], storeys[1]}))}});
+  b.rooted(
+      "IfcRelAggregates", "Building to storeys",
+      {{"RelatingObject", QdIfcVariant(building)}, {"RelatedObjects", QdIfcVariant(list({storeys[0], storeys[1]}))}});
 
   // Four walls on the ground floor, a slab over them, a door in an opening of the first wall.
   const double corners[4][4] = {{0, 0, 10, 0.3}, {0, 9.7, 10, 0.3}, {0, 0.3, 0.3, 9.4}, {9.7, 0.3, 0.3, 9.4}};
@@ -199,15 +201,19 @@ std::vector<std::string> buildDemo(QdIfcModel& model) {
         !select->underlyingTypeName(QdAnsiString("IfcBoolean")) || !select->setBoolean(QdIfcBoolean::True))
       b.fail("IfcPropertySingleValue.NominalValue");
   }
-  QdDbObjectId pset = b.rooted("IfcPropertySet", "Pset_WallCommon", {{"HasProperties", QdIfcVariant(list({external}))}});
+  QdDbObjectId pset =
+      b.rooted("IfcPropertySet", "Pset_WallCommon", {{"HasProperties", QdIfcVariant(list({external}))}});
   QdIfcArray<QdDbObjectId> wallList;
   for (const QdDbObjectId& w : walls) wallList.append(w);
   b.rooted("IfcRelDefinesByProperties", "Wall properties",
            {{"RelatedObjects", QdIfcVariant(wallList)}, {"RelatingPropertyDefinition", QdIfcVariant(pset)}});
   // And their base quantities.
-  QdDbObjectId length = b.make("IfcQuantityLength", {{"Name", QdIfcVariant("Length")}, {"LengthValue", QdIfcVariant(5.0)}});
-  QdDbObjectId height = b.make("IfcQuantityLength", {{"Name", QdIfcVariant("Height")}, {"LengthValue", QdIfcVariant(3.0)}});
-  QdDbObjectId area = b.make("IfcQuantityArea", {{"Name", QdIfcVariant("NetSideArea")}, {"AreaValue", QdIfcVariant(13.2)}});
+  QdDbObjectId length =
+      b.make("IfcQuantityLength", {{"Name", QdIfcVariant("Length")}, {"LengthValue", QdIfcVariant(5.0)}});
+  QdDbObjectId height =
+      b.make("IfcQuantityLength", {{"Name", QdIfcVariant("Height")}, {"LengthValue", QdIfcVariant(3.0)}});
+  QdDbObjectId area =
+      b.make("IfcQuantityArea", {{"Name", QdIfcVariant("NetSideArea")}, {"AreaValue", QdIfcVariant(13.2)}});
   QdDbObjectId qset = b.rooted("IfcElementQuantity", "Qto_WallBaseQuantities",
                                {{"Quantities", QdIfcVariant(list({length, height, area}))}});
   b.rooted("IfcRelDefinesByProperties", "Wall quantities",

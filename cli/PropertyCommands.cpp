@@ -243,7 +243,8 @@ void printProperty(BuildPropertyFn build, QdIfcEntityBase& instance, int depth, 
   } else if (const auto* bounds = value.ptr<QdIfcArray<QdIfcVariant>>()) {
     const char* names[] = {"lower", "upper", "set point"};
     for (int i = 0; i < bounds->length() && i < 3; ++i)
-      if (!(*bounds)[i].isEmpty()) text += std::string(text.empty() ? "" : ", ") + names[i] + " " + display((*bounds)[i]);
+      if (!(*bounds)[i].isEmpty())
+        text += std::string(text.empty() ? "" : ", ") + names[i] + " " + display((*bounds)[i]);
     if (text.empty()) text = "$";
   } else {
     text = value.isEmpty() ? "$" : display(value);
@@ -291,7 +292,8 @@ int runProps(const std::vector<std::string>& args, const std::string& modulePath
   Parsed p;
   if (int status = arguments(args, "props", kPropsUsage, 2, "give FILE and #ID", p); status >= 0) return status;
   uint64_t id = 0;
-  if (!parseInstanceId(p.files[1], id)) return usage("props", "#ID must be an instance number such as #12", kPropsUsage);
+  if (!parseInstanceId(p.files[1], id))
+    return usage("props", "#ID must be an instance number such as #12", kPropsUsage);
   LoadedFile f;
   if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
   auto build = reinterpret_cast<BuildPropertyFn>(f.module.symbol("qdIfcBuildPropertyForSimple"));

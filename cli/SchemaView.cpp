@@ -5,9 +5,9 @@
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcVariant.h>
 
+#include <strings.h>
 #include <algorithm>
 #include <memory>
-#include <strings.h>
 #include <string>
 #include <vector>
 
@@ -225,7 +225,7 @@ std::string memberType(const DictionaryInstance* t) {
     if (const QdIfcAggregationType* a = aggregateOf(t)) {
       if (const QdIfcAggregationType* inner = aggregateOf(a->elementType()))
         return "QdIfcListAggrCompound<QdIfcListAggr<" + elementType(inner->elementType()) + ">>";
-      const std::string element = elementType(a->elementType());
+      std::string element = elementType(a->elementType());
       const int lower = a->lowerBound() && a->lowerBound()->isSet() ? a->lowerBound()->value() : 0;
       const bool open = !a->upperBound() || !a->upperBound()->isSet();
       const std::string bounds = ", " + std::to_string(lower) + ", " + (open ? "65536" : boundText(a->upperBound()));
@@ -234,9 +234,14 @@ std::string memberType(const DictionaryInstance* t) {
                           : kind == QdIfcAggregationType::kSet ? "Set"
                                                                : "List";
       // Only LIST [0:?] and SET [0:?] are held unbounded; arrays always keep their bounds.
-      if (lower == 0 && open && kind != QdIfcAggregationType::kArray)
-        return std::string("QdIfc") + shape + "Aggr<" + element + ">";
-      return std::string("QdIfc") + shape + "AggrBounded<" + element + bounds + ">";
+      std::string name = std::string("QdIfc") + shape;
+      if (lower == 0 && open && kind != QdIfcAggregationType::kArray) {
+        name += "Aggr<";
+      } else {
+        name += "AggrBounded<";
+        element += bounds;
+      }
+      return name + element + ">";
     }
     const QdIfcNameType* n = t->asNameType();
     if (!n) break;
@@ -282,8 +287,9 @@ void describeEntity(const QdIfcEntityType& e, std::ostream& out) {
   std::unique_ptr<QdIfcEntityBase> probe(e.createInstance());
   for (const QdIfcEntityType* t : chain) {
     for (const QdIfcAttributeDefinition* a : t->attributes()) {
-      const char* kind = a->asDerivedAttributeDefinition() ? "derived" : a->asInverseAttributeDefinition() ? "inverse"
-                                                                                                          : "explicit";
+      const char* kind = a->asDerivedAttributeDefinition()   ? "derived"
+                         : a->asInverseAttributeDefinition() ? "inverse"
+                                                             : "explicit";
       out << "    " << a->name() << " : " << qdDictionaryName(a->type()) << "  [" << kind;
       if (const QdIfcInverseAttributeDefinition* v = a->asInverseAttributeDefinition())
         out << " of " << attributeRef(v->inverted()) << ", " << boundText(v->lowerBound()) << ".."

@@ -22,7 +22,7 @@ const char* kUsage =
     "  schema NAME      show one type of the IFC4 dictionary (any case)\n"
     "  schema --dump    print the whole dictionary in the tab-separated dump format\n"
     "  load FILE        read an IFC4 file; instances per type, problems, time and memory\n"
-    "  check FILE       read an IFC4 file and list every problem\n"
+    "  check FILE       read an IFC4 file, check it against the schema, list every problem\n"
     "  convert IN OUT   read IN and write the model to OUT\n"
     "  show FILE #ID    an instance's attributes by name, and its inverse links\n"
     "  tree FILE        the spatial structure: project, site, building, storeys, spaces\n"

@@ -6,8 +6,9 @@
 // not one per class or attribute.
 #pragma once
 
-#include <QdIfc4/Export.h>
 #include <QdIfc4/EnumCompanions.h>
+#include <QdIfc4/EnumerationTables.h>  // the tables the templates below name
+#include <QdIfc4/Export.h>
 #include <QdIfcCore/Consts.h>
 #include <QdIfcCore/QdIfcAggrTemplates.h>
 #include <QdIfcCore/QdIfcAggrValueTypes.h>

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <QdIfc4/EnumCompanions.h>
+#include <QdIfc4/EnumerationTables.h>  // the tables the templates below name
 #include <QdIfcCore/QdIfcAggrTemplates.h>
 #include <QdIfcCore/QdIfcGUID.h>
 #include <QdIfcCore/QdIfcSelect.h>

@@ -10,13 +10,10 @@ function(run)
   set(LAST_OUTPUT "${out}" PARENT_SCOPE)
 endfunction()
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
-set(flags "")
-if(SANITIZE)
-  # A sanitized library needs a sanitized program in front of it.
-  set(flags "-fsanitize=address,undefined")
-endif()
+# A sanitized library needs a program sanitized alike, by the same compiler.
+set(flags "${SANITIZE_FLAGS}")
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/consumer -B ${WORK_DIR}/consumer -G Ninja
-    -DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix "-DCMAKE_CXX_FLAGS=${flags}")
+    -DCMAKE_PREFIX_PATH=${WORK_DIR}/prefix "-DCMAKE_CXX_FLAGS=${flags}" -DCMAKE_CXX_COMPILER=${COMPILER})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
 run(${WORK_DIR}/consumer/consumer)
 if(NOT LAST_OUTPUT MATCHES "^IFC4 4\\.0: ")

@@ -17,9 +17,7 @@ struct Rep {
 };
 static_assert(sizeof(Rep) == 8);
 
-inline Rep* repOf(const char* data) noexcept {
-  return reinterpret_cast<Rep*>(const_cast<char*>(data)) - 1;
-}
+inline Rep* repOf(const char* data) noexcept { return reinterpret_cast<Rep*>(const_cast<char*>(data)) - 1; }
 
 struct UnsetBlock {
   Rep rep;
@@ -94,6 +92,8 @@ QdAnsiString& QdAnsiString::operator=(const char* text) {
   return *this;
 }
 
+// Self-assignment shares the same data and does nothing.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 QdAnsiString& QdAnsiString::operator=(const QdAnsiString& other) noexcept {
   if (m_data != other.m_data) {
     retain(other.m_data);

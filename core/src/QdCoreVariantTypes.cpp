@@ -210,10 +210,8 @@ class AnsiStringType final : public QdIfcVariantTypeForObject<QdAnsiString> {
     if (!p) return false;
     const QdAnsiString& s = *static_cast<const QdAnsiString*>(p);
     if (s.isUnset()) return unsetText(out, format);
-    if (format == kStringFormatStep)
-      out.assign(std::string_view(quoted(s.view())));
-    else
-      out.assign(s.view());
+    if (format == kStringFormatStep) out.assign(std::string_view(quoted(s.view())));
+    else out.assign(s.view());
     return true;
   }
 };
@@ -228,10 +226,8 @@ class HsStringType final : public QdIfcVariantTypeForObject<HsString> {
   bool subToString(HsString& out, const void* p, StringFormat format) const override {
     if (!p) return false;
     const HsString& s = *static_cast<const HsString*>(p);
-    if (format == kStringFormatStep)
-      out.assign(std::string_view(quoted(s.utf8())));
-    else
-      out = s;
+    if (format == kStringFormatStep) out.assign(std::string_view(quoted(s.utf8())));
+    else out = s;
     return true;
   }
 };

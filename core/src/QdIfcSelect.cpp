@@ -161,8 +161,7 @@ bool heldValue(const QdIfcSelect& s, QdIfcVariant& v) {
       unsigned long e = 0;
       return s.getEnum(e) && (v = QdIfcVariant(e), true);
     }
-    default:
-      return false;
+    default: return false;
   }
 }
 
@@ -211,8 +210,7 @@ bool valueText(const QdIfcSelect& s, StringFormat format, std::string& out) {
       out += ')';
       return true;
     }
-    default:
-      break;
+    default: break;
   }
   QdIfcVariant v;
   HsString t;
@@ -248,23 +246,16 @@ QdIfcSelect& QdIfcSelect::operator=(const QdIfcSelect& other) {
 void QdIfcSelect::copyFrom(const QdIfcSelect& other) {
   kind = other.kind;
   switch (other.m_held) {
-    case kHeldString:
-      new (static_cast<void*>(&value)) QdAnsiString(stringIn(&other.value));
-      break;
-    case kHeldAggregate:
-      value.a = other.value.a ? other.value.a->clone() : nullptr;
-      break;
-    default:
-      value = other.value;
+    case kHeldString: new (static_cast<void*>(&value)) QdAnsiString(stringIn(&other.value)); break;
+    case kHeldAggregate: value.a = other.value.a ? other.value.a->clone() : nullptr; break;
+    default: value = other.value;
   }
   m_held = other.m_held;
 }
 
 void QdIfcSelect::release() noexcept {
-  if (m_held == kHeldString)
-    stringIn(&value).~QdAnsiString();
-  else if (m_held == kHeldAggregate)
-    delete value.a;
+  if (m_held == kHeldString) stringIn(&value).~QdAnsiString();
+  else if (m_held == kHeldAggregate) delete value.a;
   m_held = kHeldPlain;
   value.raw = 0;
 }
@@ -423,23 +414,16 @@ bool QdIfcSelect::getAggr(QdIfcAggr*& v) const {
 int QdIfcSelect::compareValue(const QdIfcSelect& other) const {
   if (m_held != other.m_held) return m_held < other.m_held ? -1 : 1;
   switch (m_held) {
-    case kHeldString:
-      return stringIn(&value).compare(stringIn(&other.value));
-    case kHeldAggregate:
-      return compareAggregates(value.a, other.value.a);
-    default:
-      break;
+    case kHeldString: return stringIn(&value).compare(stringIn(&other.value));
+    case kHeldAggregate: return compareAggregates(value.a, other.value.a);
+    default: break;
   }
   switch (kind) {
-    case kQdTypeReal:
-      return compareReals(value.d, other.value.d);
-    case kQdTypeInteger:
-      return value.i < other.value.i ? -1 : (value.i > other.value.i ? 1 : 0);
+    case kQdTypeReal: return compareReals(value.d, other.value.d);
+    case kQdTypeInteger: return value.i < other.value.i ? -1 : (value.i > other.value.i ? 1 : 0);
     case kQdTypeBoolean:
-    case kQdTypeLogical:
-      return value.b < other.value.b ? -1 : (value.b > other.value.b ? 1 : 0);
-    default:
-      return value.raw < other.value.raw ? -1 : (value.raw > other.value.raw ? 1 : 0);
+    case kQdTypeLogical: return value.b < other.value.b ? -1 : (value.b > other.value.b ? 1 : 0);
+    default: return value.raw < other.value.raw ? -1 : (value.raw > other.value.raw ? 1 : 0);
   }
 }
 
@@ -596,8 +580,7 @@ bool _subToValueType(const QdIfcVariantType& target, const QdIfcSelect* s, QdIfc
       return aggregateToArray<int>(target, a, result) || aggregateToArray<double>(target, a, result) ||
              aggregateToArray<QdDbObjectId>(target, a, result);
     }
-    default:
-      break;
+    default: break;
   }
   QdIfcVariant v;
   if (!heldValue(*s, v)) return false;

@@ -161,10 +161,8 @@ void QdIfcVariant::setHeapStorageValue(const void* value, bool, bool, bool) {
   const QdIfcVariantType& type = *m_pType;
   void* block = ::operator new(type.size());
   try {
-    if (const IQdIfcVariantTypeObjectAllocator* a = type.objectMemAllocator())
-      a->copyConstruct(block, value);
-    else
-      std::memcpy(block, value, type.size());
+    if (const IQdIfcVariantTypeObjectAllocator* a = type.objectMemAllocator()) a->copyConstruct(block, value);
+    else std::memcpy(block, value, type.size());
   } catch (...) {
     ::operator delete(block);
     m_pType = nullptr;

@@ -1,11 +1,13 @@
+#include <QdIfcCore/QdIfcValidate.h>
 #include <QdIfcCore/QdSpfFile.h>
 
 #include <QdIfcCore/Dictionary.h>
-#include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcAggrTemplates.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdIfcVariant.h>
 
+#include <strings.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +15,6 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <strings.h>
 #include <unordered_map>
 
 // Where the heap's use is known: from the sanitizers' allocator when it stands in for
@@ -27,7 +28,8 @@
 #define QDIFC_HEAP_FROM_SANITIZER 1
 #endif
 #if defined(QDIFC_HEAP_FROM_SANITIZER)
-extern "C" size_t __sanitizer_get_current_allocated_bytes();
+// The sanitizer runtime's own count of the heap in use (its allocator replaces malloc's).
+extern "C" size_t __sanitizer_get_current_allocated_bytes();  // NOLINT(bugprone-reserved-identifier)
 #elif defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 33)
 #include <malloc.h>
 #define QDIFC_HEAP_FROM_GLIBC 1
@@ -64,8 +66,11 @@ bool isWordChar(char c) noexcept {
 class Loader {
  public:
   Loader(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options, QdIfcLoadReport& report)
-      : m_model(model), m_filer(bytes.data(), bytes.data() + bytes.size(), &model), m_options(options),
-        m_report(report), m_heapAtStart(heapInUse()),
+      : m_model(model),
+        m_filer(bytes.data(), bytes.data() + bytes.size(), &model),
+        m_options(options),
+        m_report(report),
+        m_heapAtStart(heapInUse()),
         m_memoryBudget(saturatingAdd(saturatingProduct(options.limits.memoryPerFileByte, bytes.size()),
                                      options.limits.memoryAllowance)) {}
 
@@ -191,7 +196,9 @@ class Loader {
     bool ifc4 = std::any_of(m_report.schemas.begin(), m_report.schemas.end(),
                             [](const std::string& s) { return strcasecmp(s.c_str(), "IFC4") == 0; });
     if (!ifc4) {
-      std::string found = m_report.schemas.empty() ? "no schema name" : m_report.schemas.front();
+      std::string found = m_report.schemas.empty()           ? "no schema name"
+                          : m_report.schemas.front().empty() ? "an empty schema name"
+                                                             : m_report.schemas.front();
       m_filer.problemAt(m_filer.begin(), "FILE_SCHEMA(('IFC4'))", found);
       if (!m_options.acceptOtherSchemas) {
         m_report.schemaRefused = true;
@@ -333,8 +340,7 @@ class Loader {
     if (m_filer.peek() != ')') {
       if (m_filer.peek() == ',' && !m_filer.recordEnded())
         m_filer.problem("')' after the last parameter", "more parameters");
-      else if (!m_filer.recordEnded())
-        m_filer.problem("')'", m_filer.sampleAt(m_filer.position()));
+      else if (!m_filer.recordEnded()) m_filer.problem("')'", m_filer.sampleAt(m_filer.position()));
       skipRecord();
       return;
     }
@@ -353,78 +359,24 @@ class Loader {
     // are not reported one by one.
     if (!m_stopped)
       for (uint64_t id : m_model.unresolvedIds())
-      m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
+        m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
     checkReferenceTypes();
     if (m_options.linkInverses) m_model.setInverseCounterParts();
   }
 
-  // An attribute that refers to instances: its name and the type they must be of.
-  struct ReferenceAttribute {
-    QdAnsiString name;
-    const QdIfcEntityType* expected;
-  };
-  // The attributes of a type (its own and inherited) that hold references or sets and
-  // lists of them; selects are left out, since they are worked out when read.
-  const std::vector<ReferenceAttribute>& referencesOf(const QdIfcEntityType* type) {
-    auto found = m_references.find(type);
-    if (found != m_references.end()) return found->second;
-    std::vector<ReferenceAttribute>& out = m_references[type];
-    for (const QdIfcEntityType* t = type; t; t = t->supertype())
-      for (const QdIfcAttributeDefinition* a : t->attributes()) {
-        if (!a->asExplicitAttributeDefinition() || !a->type()) continue;
-        const DictionaryInstance* d = a->type();
-        const QdIfcAggregationType* g = d->asAggregationType();
-        if (!g) {
-          // An aggregate type is held as a defined type that wraps it.
-          const QdIfcNameType* named = d->asNameType();
-          const QdIfcDefinedType* w = named ? named->asDefinedType() : nullptr;
-          g = w ? w->wrappedAggregate() : nullptr;
-        }
-        if (g) d = g->elementType();
-        const QdIfcNameType* n = d ? d->asNameType() : nullptr;
-        if (const QdIfcEntityType* e = n ? n->asEntityType() : nullptr) out.push_back({QdAnsiString(a->name()), e});
-      }
-    return out;
-  }
-
-  void wrongType(uint64_t instance, const ReferenceAttribute& r, const QdDbObjectId& target) {
-    QdIfcEntityBase* object = target.openObject();
-    if (!object || object->isKindOf(r.expected)) return;
-    const QdIfcEntityType* found = object->getInstanceType();
-    // The record's place, from the starts of the records read, in order of number.
-    if (!m_recordStartsSorted) {
-      std::sort(m_recordStarts.begin(), m_recordStarts.end());
-      m_recordStartsSorted = true;
-    }
-    auto at = std::lower_bound(m_recordStarts.begin(), m_recordStarts.end(), std::make_pair(instance, uint64_t{0}));
-    m_filer.beginRecord(instance);
-    m_filer.problemAt(at != m_recordStarts.end() && at->first == instance ? m_filer.begin() + at->second : m_filer.end(),
-                      std::string("a reference to ") + r.expected->schemaName() + " in " + r.name.constStr(),
-                      "#" + std::to_string(target.id()) + " of " + (found ? found->schemaName() : "no type"));
-  }
-
-  // References to instances of a type the attribute does not admit, one problem each.
+  // References to instances of a type the attribute does not admit, one problem each
+  // at the start of the record that holds them.
   void checkReferenceTypes() {
-    m_model.forEach([&](const QdDbObjectId& id, QdIfcEntityBase* object) {
-      const QdIfcEntityType* type = object->getInstanceType();
-      if (!type) return;
-      for (const ReferenceAttribute& r : referencesOf(type)) {
-        QdIfcVariant v;
-        if (!object->getAttr(r.name, v)) continue;
-        QdDbObjectId single;
-        QdIfcAggr* many = nullptr;
-        if (v.type() == &QdIfcVariantType::Desc<QdDbObjectId>::value()) {
-          single = *v.ptr<QdDbObjectId>();
-          if (!single.isNull()) wrongType(id.id(), r, single);
-        } else if (v.getValue(many) && many && many->count() > 0 &&
-                   &many->elementType() == &QdIfcVariantType::Desc<QdDbObjectId>::value()) {
-          const auto& items = many->aggrOrderType() == kAggrOrdered
-                                  ? static_cast<const QdIfcOrderedAggr::QdIfcOrderedAggrImp<QdDbObjectId>*>(many->imp())->items()
-                                  : static_cast<const QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<QdDbObjectId>*>(many->imp())->items();
-          for (const QdDbObjectId& h : items) wrongType(id.id(), r, h);
-        }
-      }
-    });
+    std::vector<QdIfcFinding> findings = qdIfcValidate(m_model, kRuleAdmittedType);
+    if (findings.empty()) return;
+    std::sort(m_recordStarts.begin(), m_recordStarts.end());
+    for (const QdIfcFinding& f : findings) {
+      auto at = std::lower_bound(m_recordStarts.begin(), m_recordStarts.end(), std::make_pair(f.instance, uint64_t{0}));
+      m_filer.beginRecord(f.instance);
+      m_filer.problemAt(
+          at != m_recordStarts.end() && at->first == f.instance ? m_filer.begin() + at->second : m_filer.end(),
+          "a reference to " + f.expected + " in " + f.attribute, f.found);
+    }
   }
 
  public:
@@ -453,11 +405,9 @@ class Loader {
   QdIfcLoadReport& m_report;
   std::unordered_map<std::string_view, const QdIfcEntityType*> m_types;
   std::unordered_map<const QdIfcEntityType*, uint64_t> m_counts;
-  std::unordered_map<const QdIfcEntityType*, std::vector<ReferenceAttribute>> m_references;
   // Number and offset of each record read into an instance, for the problems found
   // after reading; sorted by number when first needed.
   std::vector<std::pair<uint64_t, uint64_t>> m_recordStarts;
-  bool m_recordStartsSorted = false;
   const uint64_t m_heapAtStart;
   const uint64_t m_memoryBudget;
   bool m_stopped = false;  // the memory budget ran out: the rest of the file is not read
@@ -510,8 +460,8 @@ std::string qdIfcSaveText(QdIfcModel& model) {
   std::string& out = filer.text();
   const QdSpfHeaderSection& h = model.header();
   out += "ISO-10303-21;\nHEADER;\n";
-  out += "FILE_DESCRIPTION" + (h.description.empty() ? std::string("(('ViewDefinition [CoordinationView]'),'2;1')")
-                                                      : h.description) + ";\n";
+  out += "FILE_DESCRIPTION" +
+         (h.description.empty() ? std::string("(('ViewDefinition [CoordinationView]'),'2;1')") : h.description) + ";\n";
   out += "FILE_NAME" + (h.name.empty() ? std::string("('','',(''),(''),'','','')") : h.name) + ";\n";
   out += "FILE_SCHEMA" + (h.schema.empty() ? std::string("(('IFC4'))") : h.schema) + ";\n";
   out += "ENDSEC;\nDATA;\n";

@@ -87,7 +87,13 @@ bool QdSpfReadHelper::ignoreParamter(bool noComma) {
 QdSpfFilerBase::QdSpfFilerBase() : m_utf8(settings().get_useUTF8()), m_helper(*this) {}
 
 QdSpfFilerBase::QdSpfFilerBase(const char* begin, const char* end, QdIfcModel* model)
-    : m_begin(begin), m_p(begin), m_end(end), m_bytesEnd(end), m_model(model), m_utf8(settings().get_useUTF8()), m_helper(*this) {}
+    : m_begin(begin),
+      m_p(begin),
+      m_end(end),
+      m_bytesEnd(end),
+      m_model(model),
+      m_utf8(settings().get_useUTF8()),
+      m_helper(*this) {}
 
 QdSpfFilerBase::~QdSpfFilerBase() = default;
 
@@ -184,8 +190,9 @@ bool QdSpfFilerBase::measureRecord(const QdSpfLimits& limits, const char*& recor
       if (!q) q = m_end;
       const uint64_t length = static_cast<uint64_t>(q - p - 1);
       if (length > limits.maxStringBytes)
-        breached(p, std::string(c == '"' ? "a binary" : "a string") + " of at most " +
-                        std::to_string(limits.maxStringBytes) + " bytes",
+        breached(p,
+                 std::string(c == '"' ? "a binary" : "a string") + " of at most " +
+                     std::to_string(limits.maxStringBytes) + " bytes",
                  (q < m_end ? "one of " : "one of more than ") + std::to_string(length) + " bytes");
       p = q < m_end ? q + 1 : m_end;
       continue;
@@ -198,8 +205,7 @@ bool QdSpfFilerBase::measureRecord(const QdSpfLimits& limits, const char*& recor
     }
     if (c == '(' && ++depth > limits.maxListDepth)
       breached(p, "lists nested at most " + std::to_string(limits.maxListDepth) + " deep", "a deeper one");
-    else if (c == ')' && depth > 0)
-      --depth;
+    else if (c == ')' && depth > 0) --depth;
     else if (c == ',' && ++parameters > limits.maxRecordParameters)
       breached(p, "at most " + std::to_string(limits.maxRecordParameters) + " parameters in a record", "more");
     ++p;
@@ -395,7 +401,9 @@ bool QdSpfFilerBase::readStringToken(std::string_view& raw) {
   return true;
 }
 
-QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool comma) { return readField(value, comma); }
+QD::ErrorStatus QdSpfFilerBase::rdQdAnsiString(QdAnsiString& value, bool, bool comma) {
+  return readField(value, comma);
+}
 
 QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
   if (comma && !enterField(true)) return QD::eInvalidInput;
@@ -451,9 +459,12 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcLogical& value, bool, bool comm
   if (!enterField(comma)) return QD::eInvalidInput;
   if (takeUnset()) return QD::eOk;
   switch (peek() ? dottedLetter(m_p, m_end) : 0) {
-    case 'T': case 't': value = QdIfcLogical::True; break;
-    case 'F': case 'f': value = QdIfcLogical::False; break;
-    case 'U': case 'u': value = QdIfcLogical::Unknown; break;
+    case 'T':
+    case 't': value = QdIfcLogical::True; break;
+    case 'F':
+    case 'f': value = QdIfcLogical::False; break;
+    case 'U':
+    case 'u': value = QdIfcLogical::Unknown; break;
     default: return wrongKind("a logical .T., .F. or .U.");
   }
   m_p += 3;
@@ -464,8 +475,10 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcBoolean& value, bool, bool comm
   if (!enterField(comma)) return QD::eInvalidInput;
   if (takeUnset()) return QD::eOk;
   switch (peek() ? dottedLetter(m_p, m_end) : 0) {
-    case 'T': case 't': value = QdIfcBoolean::True; break;
-    case 'F': case 'f': value = QdIfcBoolean::False; break;
+    case 'T':
+    case 't': value = QdIfcBoolean::True; break;
+    case 'F':
+    case 'f': value = QdIfcBoolean::False; break;
     default: return wrongKind("a boolean .T. or .F.");
   }
   m_p += 3;
@@ -584,9 +597,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
       status = value.readTypedField(keyword, this);
       if (status != QD::eOk) problemAt(at, "a value of " + std::string(keyword.constStr()), sampleAt(at));
       break;
-    default:
-      status = wrongKind("a value");
-      break;
+    default: status = wrongKind("a value"); break;
   }
   // A typed value that could not be read leaves the select unset, not holding the
   // member with no value, which would be written as KEYWORD($).
@@ -873,9 +884,7 @@ void QdSpfFilerBase::wrPrimitive(QdIfcSelect& value) {
       wrPrimitive(l, false, false);
       break;
     }
-    default:
-      value.writeTypedField(this);
-      break;
+    default: value.writeTypedField(this); break;
   }
   m_out.push_back(')');
 }

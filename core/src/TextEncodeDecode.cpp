@@ -96,9 +96,7 @@ class Decoder {
   // escape keeps this much as written, so its closing backslash is not read as
   // the start of another escape.
   size_t introducerLength() const noexcept {
-    auto alnum = [](int b) {
-      return (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9');
-    };
+    auto alnum = [](int b) { return (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9'); };
     if (!alnum(byteAt(m_pos + 1))) return 1;
     if (byteAt(m_pos + 2) == '\\') return 3;
     if (byteAt(m_pos + 2) >= 0 && byteAt(m_pos + 3) == '\\') return 4;
@@ -137,8 +135,7 @@ class Decoder {
           if (kind == '4' && extendedRun(8)) return;
         }
         break;
-      default:
-        break;
+      default: break;
     }
     malformed();
   }
@@ -273,10 +270,8 @@ uint32_t characterCost(char32_t cp, int state) noexcept {
       if (cp >= 0xA0 && cp <= 0xFE && cp != 0xA7) return 4;
       if (cp <= 0xFF) return 5;
       return kImpossible;
-    case kRun2:
-      return cp <= 0xFFFF ? 4 : kImpossible;
-    default:
-      return 8;
+    case kRun2: return cp <= 0xFFFF ? 4 : kImpossible;
+    default: return 8;
   }
 }
 
@@ -309,12 +304,8 @@ void appendCharacter(std::string& out, char32_t cp, int state) {
         appendHex(out, cp, 2);
       }
       return;
-    case kRun2:
-      appendHex(out, cp, 4);
-      return;
-    default:
-      appendHex(out, cp, 8);
-      return;
+    case kRun2: appendHex(out, cp, 4); return;
+    default: appendHex(out, cp, 8); return;
   }
 }
 

@@ -8,9 +8,9 @@ int main() {
   QdModuleLifeCycleApp* app = qdGetModuleLifeCycleApp();
   if (!app->start()) return 1;
   const QD_SDAI::QdIfcSchema* schema = qdifcGetSchemaPointer();
-  std::printf("%s %d.%d: %d entity types, %d name types, %d built-in types\n", schema->name(),
-              schema->majorVersion(), schema->minorVersion(), schema->entityTypes().size(),
-              schema->nameTypes().size(), schema->builtInTypes().size());
+  std::printf("%s %d.%d: %d entity types, %d name types, %d built-in types\n", schema->name(), schema->majorVersion(),
+              schema->minorVersion(), schema->entityTypes().size(), schema->nameTypes().size(),
+              schema->builtInTypes().size());
   app->stop();
   return 0;
 }

@@ -22,7 +22,8 @@ void nominalKind(QdIfcEntityBase* entity, unsigned int* typeKind) {
   QdIfcVariant c;
   bool converted = v.type() && v.type()->toValueType(d, v, c);
   if (!converted) converted = d.fromValueType(v, c);
-  if (converted && c.type() == &d) *typeKind = static_cast<unsigned int>(*static_cast<const QdTypeCodeKind*>(c.payload()));
+  if (converted && c.type() == &d)
+    *typeKind = static_cast<unsigned int>(*static_cast<const QdTypeCodeKind*>(c.payload()));
 }
 
 }  // namespace

@@ -12,18 +12,17 @@ namespace IFC4::detail {
 using namespace QD_SDAI;
 
 void textToVariant(const QdAnsiString& member, QdIfcVariant& value) {
-  QdAnsiString copy(member);
   // Unset text stays unset: decoded, its marker byte would read as a character.
-  if (copy.isUnset()) {
-    value = QdIfcVariant(copy);
+  if (member.isUnset()) {
+    value = QdIfcVariant(member);
     return;
   }
   HsString text;
   if (settings().get_useUTF8()) {
-    text = HsString(copy.constStr(), HsString::kUtf8);
+    text = HsString(member.constStr(), HsString::kUtf8);
   } else {
     TextEncodeDecode codec;
-    codec.decodeText(copy, text, TextEncodeDecode::kStepString);
+    codec.decodeText(member, text, TextEncodeDecode::kStepString);
   }
   const char* utf8 = text.utf8Ptr();
   // The length counts the terminating zero; the string ends before it all the same.

@@ -130,8 +130,9 @@ TEST(Qdifc, DescribesAnEntityASelectAndAnEnumeration) {
   std::vector<std::string> w = lines(wall.out);
   ASSERT_GE(w.size(), 3u);
   EXPECT_EQ(w[0], "entity IfcWall (IFCWALL)");
-  EXPECT_EQ(w[1], "  supertypes: IfcRoot > IfcObjectDefinition > IfcObject > IfcProduct > IfcElement > "
-                  "IfcBuildingElement");
+  EXPECT_EQ(w[1],
+            "  supertypes: IfcRoot > IfcObjectDefinition > IfcObject > IfcProduct > IfcElement > "
+            "IfcBuildingElement");
   // The position of one attribute's line in the list; w.size() if it is not listed.
   auto at = [&w](const std::string& name) {
     size_t i = 0;
@@ -219,7 +220,7 @@ TEST(Qdifc, SelectsShowTheMembersOfTheirClassesInClassOrder) {
   // written by hand, class by class: place, name, letter and type code kind.
   const std::vector<SelectRow> table = readSelectTable();
   ASSERT_EQ(table.size(), 60u) << "the select table was not found or is incomplete";
-  const std::map<std::string, int> codes{{"I", 2}, {"R", 6}, {"B", 7},  {"L", 8}, {"X", 9},
+  const std::map<std::string, int> codes{{"I", 2},  {"R", 6},  {"B", 7},  {"L", 8}, {"X", 9},
                                          {"S", 12}, {"E", 13}, {"N", 15}, {"A", 16}};
   for (const SelectRow& row : table) {
     SCOPED_TRACE(row.name);
@@ -292,8 +293,7 @@ TEST(Qdifc, EntitiesShowTheMemberOfEachAttribute) {
       {"IfcMaterialLayerWithOffsets", "OffsetValues", "member QdIfcArrayAggrBounded<double, 1, 2>, writable"},
       {"IfcCartesianPointList3D", "CoordList", "member QdIfcListAggrCompound<QdIfcListAggr<double>>, writable"},
       {"IfcTriangulatedFaceSet", "CoordIndex", "member QdIfcListAggrCompound<QdIfcListAggr<int>>, writable"},
-      {"IfcBSplineSurface", "ControlPointsList",
-       "member QdIfcListAggrCompound<QdIfcListAggr<QdDbObjectId>>, writable"},
+      {"IfcBSplineSurface", "ControlPointsList", "member QdIfcListAggrCompound<QdIfcListAggr<QdDbObjectId>>, writable"},
       {"IfcObjectDefinition", "IsDecomposedBy", "member QdIfcSetAggr<QdDbObjectId>, read-only"},
       {"IfcObjectDefinition", "HasAssociations", "member QdIfcSetAggr<QdDbObjectId>, writable"},
       {"IfcFeatureElementSubtraction", "VoidsElements", "member QdDbObjectId, read-only"},

@@ -1,8 +1,8 @@
 // Aggregate containers, their iterators and their variant conversions.
+#include <QdIfcCore/HsString.h>
 #include <QdIfcCore/QdIfcAggrValueTypes.h>
 #include <QdIfcCore/QdIfcException.h>
 #include <QdIfcCore/QdIfcModel.h>
-#include <QdIfcCore/HsString.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -390,7 +390,7 @@ TEST(AggrIterators, OthersKeepTheirElementInSets) {
   EXPECT_EQ(standingOn<int>(*a), 10);
   EXPECT_EQ(standingOn<int>(*b), 20);
   EXPECT_EQ(standingOn<int>(*c), 20);
-  ASSERT_EQ(set.remove(10), 0);  // a's element: a lands on the successor
+  ASSERT_EQ(set.remove(10), 0);                                              // a's element: a lands on the successor
   ASSERT_EQ(set.unorderedManipulator()->removeVariant(QdIfcVariant(2)), 0);  // 1 5 20 25 30
   EXPECT_EQ(standingOn<int>(*a), 20);
   EXPECT_EQ(standingOn<int>(*b), 20);
@@ -416,7 +416,7 @@ TEST(AggrIterators, IteratorsMayOutliveTheirAggregate) {
   steps(*first, 1);
   steps(*last, 3);
   middle.reset();
-  list->replaceAt(0, 0);  // in place
+  list->replaceAt(0, 0);                                  // in place
   ASSERT_EQ(list->orderedManipulator()->removeAt(1), 0);  // 0 3
   EXPECT_EQ(standingOn<int>(*first), 0);
   EXPECT_EQ(standingOn<int>(*last), 3);

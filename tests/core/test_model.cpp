@@ -105,7 +105,7 @@ TEST_F(ModelTest, RemovedInstanceLeavesAnEmptySlot) {
   QdDbObjectId keep = h;
   EXPECT_TRUE(model.removeInstance(h));
   EXPECT_EQ(Probe::live, 0);
-  EXPECT_FALSE(keep.isNull());          // the handle still names #3
+  EXPECT_FALSE(keep.isNull());            // the handle still names #3
   EXPECT_EQ(keep.openObject(), nullptr);  // but leads to nothing
   EXPECT_FALSE(model.removeInstance(keep));
   EXPECT_EQ(model.size(), 0u);

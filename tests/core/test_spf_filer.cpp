@@ -14,7 +14,8 @@ using namespace QD_SDAI;
 
 namespace {
 struct Reader {
-  explicit Reader(std::string text) : bytes(std::move(text)), filer(bytes.data(), bytes.data() + bytes.size(), &model) {}
+  explicit Reader(std::string text)
+      : bytes(std::move(text)), filer(bytes.data(), bytes.data() + bytes.size(), &model) {}
   std::string bytes;
   QdIfcModel model;
   QdSpfFilerBase filer;

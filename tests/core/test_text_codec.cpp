@@ -42,8 +42,8 @@ void forEachTuple(size_t length, size_t base, F f) {
 }
 
 TEST(Utf8, BoundariesAndIllFormedSequences) {
-  const std::vector<std::pair<char32_t, size_t>> good = {{0x0, 1},    {0x7F, 1},   {0x80, 2},    {0x7FF, 2},
-                                                         {0x800, 3},  {0xD7FF, 3}, {0xE000, 3},  {0xFFFF, 3},
+  const std::vector<std::pair<char32_t, size_t>> good = {{0x0, 1},     {0x7F, 1},    {0x80, 2},   {0x7FF, 2},
+                                                         {0x800, 3},   {0xD7FF, 3},  {0xE000, 3}, {0xFFFF, 3},
                                                          {0x10000, 4}, {0x10FFFF, 4}};
   for (auto [cp, length] : good) {
     std::string s;
@@ -55,9 +55,9 @@ TEST(Utf8, BoundariesAndIllFormedSequences) {
     EXPECT_TRUE(ok && i == s.size());
   }
   // Overlongs, surrogates, values past U+10FFFF, bad leads, truncation: one U+FFFD per byte.
-  for (std::string s : {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\xBF\xBF",
-                        "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xE6\x97",
-                        "\xE6\x41\x41"}) {
+  for (std::string s :
+       {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF",
+        "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xE6\x97", "\xE6\x41\x41"}) {
     size_t i = 0;
     bool ok = true;
     EXPECT_EQ(QdUtf8::next(s, i, ok), U'\uFFFD');
@@ -138,7 +138,7 @@ TEST(Decode, NonStandardAndMalformedInput) {
   // Read as best possible, reported.
   const std::vector<std::pair<std::string, std::u32string>> readable = {
       {"caf\xC3\xA9\xF0\x9F\x98\x80", U"caf\u00E9\U0001F600"},  // raw UTF-8
-      {"caf\xE9\xE6\x97", U"caf\u00E9\u00E6\u0097"},             // not UTF-8: Latin-1
+      {"caf\xE9\xE6\x97", U"caf\u00E9\u00E6\u0097"},            // not UTF-8: Latin-1
       {"a\tb\x7F", U"a\tb\x7F"},
       {R"(\X\e9\X2\65e5\X0\)", U"\u00E9\u65E5"},  // lower-case hex
       {R"(\S\'x)", U"\u00A7x"},
@@ -152,11 +152,36 @@ TEST(Decode, NonStandardAndMalformedInput) {
     EXPECT_FALSE(ok) << form;
   }
   // Kept exactly as written.
-  for (std::string form : {"'", "a'b", R"(\)", R"(ab\)", R"(\Q)", R"(\Q\)", R"(\Q\\)", R"(\s\i)", R"(\S)",
-                           R"(\S\)", "\\S\\\x01", R"(\X\)", R"(\X\4)", R"(\X3\0041\X0\)", R"(\X2\)", R"(\X2\65E5)",
-                           R"(\X2\65E\X0\)", R"(\X2\\X0\)", R"(\X2\65E5\X\)", R"(\X2\D83D\X0\)", R"(\X2\DE00\X0\)",
-                           R"(\X2\D83D0041\X0\)", R"(\X2\D83DD83DDE00\X0\)", R"(\X4\00110000\X0\)",
-                           R"(\X4\0000D800\X0\)", R"(\X4\1F600\X0\)", R"(\X0\)", R"(\Pa\)", R"(\PJ\)", R"(\P\\)"}) {
+  for (std::string form : {"'",
+                           "a'b",
+                           R"(\)",
+                           R"(ab\)",
+                           R"(\Q)",
+                           R"(\Q\)",
+                           R"(\Q\\)",
+                           R"(\s\i)",
+                           R"(\S)",
+                           R"(\S\)",
+                           "\\S\\\x01",
+                           R"(\X\)",
+                           R"(\X\4)",
+                           R"(\X3\0041\X0\)",
+                           R"(\X2\)",
+                           R"(\X2\65E5)",
+                           R"(\X2\65E\X0\)",
+                           R"(\X2\\X0\)",
+                           R"(\X2\65E5\X\)",
+                           R"(\X2\D83D\X0\)",
+                           R"(\X2\DE00\X0\)",
+                           R"(\X2\D83D0041\X0\)",
+                           R"(\X2\D83DD83DDE00\X0\)",
+                           R"(\X4\00110000\X0\)",
+                           R"(\X4\0000D800\X0\)",
+                           R"(\X4\1F600\X0\)",
+                           R"(\X0\)",
+                           R"(\Pa\)",
+                           R"(\PJ\)",
+                           R"(\P\\)"}) {
     bool ok = true;
     const std::u32string out = decoded(form, &ok);
     EXPECT_EQ(out, std::u32string(form.begin(), form.end())) << form;
@@ -265,7 +290,10 @@ TEST(Minimality, MatchesBruteForceOnShortTexts) {
 
 TEST(TextCodec, HostTypesAndCodecTypes) {
   TextEncodeDecode codec;
-  const HsString text("Gr\xC3\xBC\xC3\x9F" "e '\xE6\x97\xA5' \xF0\x9F\x98\x80", HsString::kUtf8);
+  const HsString text(
+      "Gr\xC3\xBC\xC3\x9F"
+      "e '\xE6\x97\xA5' \xF0\x9F\x98\x80",
+      HsString::kUtf8);
   QD_SDAI::QdAnsiString form;
   HsString back;
   ASSERT_TRUE(codec.encodeText(text, form, TextEncodeDecode::kStepString));
@@ -274,7 +302,10 @@ TEST(TextCodec, HostTypesAndCodecTypes) {
   EXPECT_EQ(back, text);
   EXPECT_FALSE(codec.decodeText(QD_SDAI::QdAnsiString("a'b"), back, TextEncodeDecode::kStepString));
   EXPECT_EQ(back.utf8(), "a'b");
-  EXPECT_FALSE(codec.encodeText(HsString("a\xFF" "b", HsString::kUtf8), form, TextEncodeDecode::kStepString));
+  EXPECT_FALSE(codec.encodeText(HsString("a\xFF"
+                                         "b",
+                                         HsString::kUtf8),
+                                form, TextEncodeDecode::kStepString));
   EXPECT_EQ(form.view(), R"(a\X2\FFFD\X0\b)");
 
   const HsString raw("it's \\ \xC3\xA9", HsString::kUtf8);

@@ -40,8 +40,8 @@ std::string reportFaults(std::string_view bytes, const QdIfcLoadReport& r, const
     if (p.offset < previous) return "problems out of order" + where(r, p);
     for (; at < p.offset; ++at)
       if (bytes[at] == '\n') ++line;
-    if (p.line != line) return "a problem on line " + std::to_string(p.line) + " is on line " +
-                               std::to_string(line) + where(r, p);
+    if (p.line != line)
+      return "a problem on line " + std::to_string(p.line) + " is on line " + std::to_string(line) + where(r, p);
     if (p.expected.empty() || p.found.empty()) return "a problem without its texts" + where(r, p);
     previous = p.offset;
   }
@@ -92,7 +92,8 @@ std::string checkCodec(std::string_view bytes) {
   for (size_t i = 0; i + 2 < bytes.size(); i += 3)
     points.push_back((static_cast<uint32_t>(static_cast<unsigned char>(bytes[i])) << 16 |
                       static_cast<uint32_t>(static_cast<unsigned char>(bytes[i + 1])) << 8 |
-                      static_cast<unsigned char>(bytes[i + 2])) % 0x110800);
+                      static_cast<unsigned char>(bytes[i + 2])) %
+                     0x110800);
   bool allScalar = std::all_of(points.begin(), points.end(), isScalar);
   std::string text;
   if (TextEncodeDecode::encode(points, text) != allScalar) return "encode's answer is wrong";

@@ -11,12 +11,26 @@ namespace dictionary_kinds {
 using namespace QD_SDAI;
 
 // What the dictionary says an attribute holds.
-enum class Kind { kInt, kReal, kBool, kLogical, kString, kBinary, kGuid, kEntity, kEnum, kSelect, kAggr, kNested, kNone };
+enum class Kind {
+  kInt,
+  kReal,
+  kBool,
+  kLogical,
+  kString,
+  kBinary,
+  kGuid,
+  kEntity,
+  kEnum,
+  kSelect,
+  kAggr,
+  kNested,
+  kNone
+};
 
 struct Resolved {
   Kind kind = Kind::kNone;
-  const QdIfcNameType* named = nullptr;              // entity, enumeration or select
-  const QdIfcParameterType* element = nullptr;       // aggregates: the element (inner element when nested)
+  const QdIfcNameType* named = nullptr;         // entity, enumeration or select
+  const QdIfcParameterType* element = nullptr;  // aggregates: the element (inner element when nested)
 };
 
 inline Kind primitive(QdTypeCodeKind k) {

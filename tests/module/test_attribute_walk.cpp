@@ -15,10 +15,10 @@
 
 #include "DictionaryKinds.h"
 
+#include <strings.h>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <strings.h>
 
 using namespace QD_SDAI;
 

@@ -13,6 +13,12 @@ using namespace QD_SDAI;
 using IFC4::IfcNullStyle;
 using IFC4::IfcRoleEnum;
 
+// The descriptor slots that the stop test reads, defined in the module.
+template <>
+QdIfcVariantType* QdIfcVariantType::Desc<IfcRoleEnum>::s_pType;
+template <>
+QdIfcVariantType* QdIfcVariantType::Desc<IFC4::IfcWallTypeEnum>::s_pType;
+
 namespace {
 
 template <class E>
@@ -38,7 +44,7 @@ TEST(Enumerations, TextCompanions) {
   EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>("UserDefined"), 22);
   EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>(".SUPPLIER."), 23);  // dots are the filer's business
   EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>("UNSET"), 23);
-  EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>("SUPPLIERS"), 23);   // whole text only
+  EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>("SUPPLIERS"), 23);  // whole text only
   EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>(nullptr), 23);
   EXPECT_STREQ(IFC4::enumToString<IfcRoleEnum>(22), "USERDEFINED");
   EXPECT_EQ(IFC4::enumToString<IfcRoleEnum>(23), nullptr);
@@ -52,7 +58,7 @@ TEST(Enumerations, FromVariantAcceptsNumbersAndRefusesUnknownText) {
   EXPECT_EQ(v, 3);
   EXPECT_TRUE(IFC4::enumFromVariant(QdIfcVariant(23 + 5), v));  // clamped to UNSET, still accepted
   EXPECT_EQ(v, 23);
-  EXPECT_TRUE(IFC4::enumFromVariant(QdIfcVariant(-4), v));      // negatives pass the clamp unchanged
+  EXPECT_TRUE(IFC4::enumFromVariant(QdIfcVariant(-4), v));  // negatives pass the clamp unchanged
   EXPECT_EQ(v, -4);
   EXPECT_TRUE(IFC4::enumFromVariant(QdIfcVariant(7UL), v));
   EXPECT_EQ(v, 7);
@@ -74,7 +80,7 @@ TEST(Enumerations, DescriptorConversionsAndText) {
   EXPECT_EQ(d.size(), 4u);
   EXPECT_STREQ(d.name(), L"IFC4::IfcRoleEnum");
 
-  QdIfcVariant v(IfcRoleEnum(IFC4::kIfcRoleEnum_CLIENT));
+  QdIfcVariant v{IfcRoleEnum(IFC4::kIfcRoleEnum_CLIENT)};
   int i = -1;
   ASSERT_TRUE(v.getValue(i));  // through the enumeration's own hook
   EXPECT_EQ(i, IFC4::kIfcRoleEnum_CLIENT);
@@ -168,7 +174,7 @@ TEST(Enumerations, StopReleasesAndStartLeavesThemUsable) {
   ASSERT_TRUE(app->start());
   {
     // A variant must not outlive its descriptor: this one dies before the stop.
-    QdIfcVariant v(IfcRoleEnum(IFC4::kIfcRoleEnum_OWNER));
+    QdIfcVariant v{IfcRoleEnum(IFC4::kIfcRoleEnum_OWNER)};
     HsString s;
     ASSERT_TRUE(v.toString(s));
     EXPECT_EQ(s.utf8(), "OWNER");

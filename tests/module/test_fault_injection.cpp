@@ -126,7 +126,9 @@ TEST_F(FaultInjection, DamagedCorpusFilesKeepWhatCameBeforeTheDamage) {
           std::map<uint64_t, std::string> expected = kept;
           if (kind == 2) expected.erase(s.id);
           EXPECT_EQ(read, expected);
-          if (kind == 3) EXPECT_EQ(problems, intactProblems + 1);
+          if (kind == 3) {
+            EXPECT_EQ(problems, intactProblems + 1);
+          }
           continue;
         }
         for (const Span& before : spans) {

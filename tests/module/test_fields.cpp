@@ -141,7 +141,8 @@ TEST_F(Fields, ParametersInRecordOrderWithTheirFlags) {
          return o;
        },
        "$,$,'P',$,$,$,$,$,$"},
-      {"a list of handles", [](Fields& t) {
+      {"a list of handles",
+       [](Fields& t) {
          auto* o = new IfcPolyline;
          o->setPoints(array({t.id(1), t.id(2)}));
          return o;
@@ -269,8 +270,8 @@ TEST_F(Fields, ParameterListsReadBack) {
        ".T.,.F.,$,$,('a','b'),'PNG',\"0A1F\"", ".T.,.F.,$,$,('a','b'),'PNG',\"\""},
       {"a list of lists", [] { return new IfcCartesianPointList3D; }, "((0.,0.,0.),(1.,0.5,-2.E-06))",
        "((0.,0.,0.),(1.,0.5,-2.E-06))"},
-      {"lists of lists of integers", [] { return new IfcIndexedPolygonalFaceWithVoids; },
-       "(1,2,3),((4,5,6),(7,8,9))", "(1,2,3),((4,5,6),(7,8,9))"},
+      {"lists of lists of integers", [] { return new IfcIndexedPolygonalFaceWithVoids; }, "(1,2,3),((4,5,6),(7,8,9))",
+       "(1,2,3),((4,5,6),(7,8,9))"},
       {"a real list of a select", [] { return new IfcPropertySingleValue; }, "'p',$,IFCCOMPLEXNUMBER((1.,2.)),$",
        "'p',$,IFCCOMPLEXNUMBER((1.,2.)),$"},
       {"an integer list of a select", [] { return new IfcPropertySingleValue; },

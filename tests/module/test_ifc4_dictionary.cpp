@@ -65,11 +65,13 @@ TEST_F(Ifc4Dictionary, ClassSlotsPointIntoTheNewSchemaAfterARestart) {
 }
 
 TEST_F(Ifc4Dictionary, KnownGapsStayUnresolved) {
-  const QdIfcAttributeDefinition* master = schema->findEntityType("IfcSurfaceCurve")->findOwnAttribute("MasterRepresentation");
+  const QdIfcAttributeDefinition* master =
+      schema->findEntityType("IfcSurfaceCurve")->findOwnAttribute("MasterRepresentation");
   ASSERT_NE(master, nullptr);
   EXPECT_EQ(master->type(), nullptr);
-  const QdIfcInverseAttributeDefinition* projects =
-      schema->findEntityType("IfcFeatureElementAddition")->findOwnAttribute("ProjectsElements")->asInverseAttributeDefinition();
+  const QdIfcInverseAttributeDefinition* projects = schema->findEntityType("IfcFeatureElementAddition")
+                                                        ->findOwnAttribute("ProjectsElements")
+                                                        ->asInverseAttributeDefinition();
   ASSERT_NE(projects, nullptr);
   EXPECT_EQ(projects->type(), nullptr);
   EXPECT_EQ(projects->lowerBound(), Consts::QdIntUnset);
@@ -81,5 +83,6 @@ TEST_F(Ifc4Dictionary, KnownGapsStayUnresolved) {
           ->findOwnAttribute("ifcgeometricrepresentationcontext_precision")
           ->asDerivedAttributeDefinition();
   ASSERT_NE(precision, nullptr);
-  EXPECT_EQ(precision->redeclared(), schema->findEntityType("IfcGeometricRepresentationContext")->findOwnAttribute("Precision"));
+  EXPECT_EQ(precision->redeclared(),
+            schema->findEntityType("IfcGeometricRepresentationContext")->findOwnAttribute("Precision"));
 }

@@ -83,8 +83,9 @@ TEST_F(LoadLimits, AStringThatNeverClosesIsOneProblemAndTheRecordsBeforeAreKept)
   EXPECT_EQ(p.found, "one of more than " + std::to_string(text.size() - quote - 1) + " bytes");
   EXPECT_EQ(p.offset, quote);
   EXPECT_TRUE(model->object(1) && !model->object(2));
-  r = load(file("#2=IFCPROPERTYSINGLEVALUE('" + std::string(1001, 'x') + "',$,$,$);\n" +
-                "#3=IFCPROPERTYSINGLEVALUE('" + std::string(1000, 'x') + "',$,$,$);\n"), limits);
+  r = load(file("#2=IFCPROPERTYSINGLEVALUE('" + std::string(1001, 'x') + "',$,$,$);\n" + "#3=IFCPROPERTYSINGLEVALUE('" +
+                std::string(1000, 'x') + "',$,$,$);\n"),
+           limits);
   EXPECT_EQ(only(r, "a string of at most").found, "one of 1001 bytes");
   EXPECT_EQ(r.problems.size(), 1u);
   EXPECT_TRUE(model->object(3) && !model->object(2));
@@ -132,8 +133,10 @@ TEST_F(LoadLimits, ARecordOverItsLengthOrParameterCountIsNotRead) {
 }
 
 TEST_F(LoadLimits, InstanceNamesBeyond64BitsAndNamesUsedAgain) {
-  QdIfcLoadReport r = load(file("#18446744073709551616=IFCCARTESIANPOINT((0.,0.));\n"
-                                "#18446744073709551615=IFCPOLYLINE((#99999999999999999999999,#1));\n" + kPoint));
+  QdIfcLoadReport r =
+      load(file("#18446744073709551616=IFCCARTESIANPOINT((0.,0.));\n"
+                "#18446744073709551615=IFCPOLYLINE((#99999999999999999999999,#1));\n" +
+                kPoint));
   ASSERT_EQ(r.problems.size(), 2u);
   EXPECT_EQ(r.problems[0].instance, 0u);
   EXPECT_EQ(r.problems[1].instance, 18446744073709551615u);

@@ -89,7 +89,8 @@ TEST_F(Properties, EveryCollectionHoldsTheOwnAttributesInOrderRedeclaredFirst) {
       EXPECT_EQ(c.at(i)->entityType(), t);
       EXPECT_NE(c.at(i)->variantType(), nullptr);
       // The class is the entity's and the attribute's, as the schema spells both.
-      std::string cls = typeid(*c.at(i)).name();
+      const QdIfcProperty& property = *c.at(i);
+      std::string cls = typeid(property).name();
       EXPECT_NE(cls.find(std::string(t->schemaName()) + expected[static_cast<size_t>(i)] + "Property"),
                 std::string::npos)
           << cls;
@@ -159,8 +160,8 @@ Row rowOf(const QdIfcAttributeDefinition* a, const QdIfcEntityType* owner) {
           return {nested ? "nested" : "values",
                   nested ? desc<QdIfcArray<QdIfcArray<double>>>() : desc<QdIfcArray<double>>(), 0, true};
         case Kind::kInt:
-          return {nested ? "nested" : "values",
-                  nested ? desc<QdIfcArray<QdIfcArray<int>>>() : desc<QdIfcArray<int>>(), 0, true};
+          return {nested ? "nested" : "values", nested ? desc<QdIfcArray<QdIfcArray<int>>>() : desc<QdIfcArray<int>>(),
+                  0, true};
         case Kind::kString:
         case Kind::kBinary: return {"values", desc<QdIfcArray<QdAnsiString>>(), 0, true};
         case Kind::kSelect: return {"selects", nullptr, 0, true};
@@ -249,11 +250,23 @@ TEST_F(Properties, EveryPropertyFollowsTheRuleOfItsValueKind) {
       EXPECT_EQ(again.type(), v.type());
     }
   }
-  std::map<std::string, int> expected = {
-      {"real", 295},          {"integer", 28},           {"boolean", 31},  {"logical", 14},  {"guid", 1},
-      {"string", 285},        {"binary", 1},             {"entity", 236},  {"entity inverse", 5},
-      {"entities", 93},       {"entities inverse", 146}, {"hierarchy", 2}, {"values", 43},
-      {"nested", 11},         {"selects", 28},           {"enumeration", 336}, {"select", 97}};
+  std::map<std::string, int> expected = {{"real", 295},
+                                         {"integer", 28},
+                                         {"boolean", 31},
+                                         {"logical", 14},
+                                         {"guid", 1},
+                                         {"string", 285},
+                                         {"binary", 1},
+                                         {"entity", 236},
+                                         {"entity inverse", 5},
+                                         {"entities", 93},
+                                         {"entities inverse", 146},
+                                         {"hierarchy", 2},
+                                         {"values", 43},
+                                         {"nested", 11},
+                                         {"selects", 28},
+                                         {"enumeration", 336},
+                                         {"select", 97}};
   EXPECT_EQ(counts, expected);
 }
 

@@ -158,25 +158,27 @@ TEST_F(StepFiles, LexicalFormsAreReadAsTheFileHasThem) {
 
 TEST_F(StepFiles, FieldsThatAreNotPlainValues) {
   auto model = fresh();
-  QdIfcLoadReport r = qdIfcLoad(*model, file(
-      "#1=IFCORIENTEDEDGE(*,*,#5,.T.);\n"
-      "#2=IFCSIUNIT(*,.LENGTHUNIT.,$,.METRE.);\n"
-      "#3=IFCWALL('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,$,$,$,$,.NOSUCHLITERAL.);\n"
-      "#4=IFCDIMENSIONALEXPONENTS(0,$,1,0,0,0,0);\n"
-      "#5=IFCEDGE(#6,#6);\n"
-      "#6=IFCVERTEX();\n"
-      "#7=IFCBLOBTEXTURE(.T.,.T.,$,$,$,'PNG',\"0A1F\");\n"
-      "#8=IFCPOLYLINE(#9);\n"
-      "#9=IFCCARTESIANPOINT((1.,2.));\n"
-      "#10=IFCPROPERTYSINGLEVALUE('a',$,IFCCOMPLEXNUMBER((1.,2.)),$);\n"
-      "#11=IFCPROPERTYSINGLEVALUE('b',$,IFCLABEL('x'),$);\n"
-      "#12=IFCRELDEFINESBYPROPERTIES('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,(#3),IFCPROPERTYSETDEFINITIONSET((#13,#14)));\n"
-      "#13=IFCPROPERTYSET('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,(#10));\n"
-      "#14=IFCPROPERTYSET('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,(#11));\n"
-      "#15=IFCPRESENTATIONSTYLEASSIGNMENT((IFCNULLSTYLE(.NULL.)));\n"
-      "#16=IFCCARTESIANPOINTLIST3D(((0.,0.,0.),(1.,0.,0.)));\n"
-      "#17=IFCGEOMETRICSET(());\n"
-      "#18=IFCTRIANGULATEDFACESET(#16,$,$,((1,2,1)),());"));
+  QdIfcLoadReport r = qdIfcLoad(
+      *model,
+      file(
+          "#1=IFCORIENTEDEDGE(*,*,#5,.T.);\n"
+          "#2=IFCSIUNIT(*,.LENGTHUNIT.,$,.METRE.);\n"
+          "#3=IFCWALL('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,$,$,$,$,.NOSUCHLITERAL.);\n"
+          "#4=IFCDIMENSIONALEXPONENTS(0,$,1,0,0,0,0);\n"
+          "#5=IFCEDGE(#6,#6);\n"
+          "#6=IFCVERTEX();\n"
+          "#7=IFCBLOBTEXTURE(.T.,.T.,$,$,$,'PNG',\"0A1F\");\n"
+          "#8=IFCPOLYLINE(#9);\n"
+          "#9=IFCCARTESIANPOINT((1.,2.));\n"
+          "#10=IFCPROPERTYSINGLEVALUE('a',$,IFCCOMPLEXNUMBER((1.,2.)),$);\n"
+          "#11=IFCPROPERTYSINGLEVALUE('b',$,IFCLABEL('x'),$);\n"
+          "#12=IFCRELDEFINESBYPROPERTIES('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,(#3),IFCPROPERTYSETDEFINITIONSET((#13,#14)));\n"
+          "#13=IFCPROPERTYSET('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,(#10));\n"
+          "#14=IFCPROPERTYSET('2O2Fr$t4X7Zf8NOew3FLOH',$,$,$,(#11));\n"
+          "#15=IFCPRESENTATIONSTYLEASSIGNMENT((IFCNULLSTYLE(.NULL.)));\n"
+          "#16=IFCCARTESIANPOINTLIST3D(((0.,0.,0.),(1.,0.,0.)));\n"
+          "#17=IFCGEOMETRICSET(());\n"
+          "#18=IFCTRIANGULATEDFACESET(#16,$,$,((1,2,1)),());"));
   EXPECT_TRUE(r.problems.empty()) << problemsOf(r);
   EXPECT_EQ(recordOf(*model, 1), "#1=IFCORIENTEDEDGE(*,*,#5,.T.);");
   EXPECT_EQ(recordOf(*model, 2), "#2=IFCSIUNIT(*,.LENGTHUNIT.,$,.METRE.);");
@@ -208,30 +210,31 @@ TEST_F(StepFiles, FieldsThatAreNotPlainValues) {
 
 TEST_F(StepFiles, BadRecordsAreReportedOnceAndTheRestIsKept) {
   auto model = fresh();
-  QdIfcLoadReport r = qdIfcLoad(*model, file(
-      "#1=IFCCARTESIANPOINT((0.,0.));\n"
-      "#2=IFCNOSUCHTHING(1,2);\n"
-      "#3=IFCDIRECTION((1.,0.),7);\n"
-      "#4=IFCDIRECTION();\n"
-      "#1=IFCCARTESIANPOINT((5.,5.));\n"
-      "#5=IFCLOCALPLACEMENT(#99,#1);\n"
-      "#6=(IFCREPRESENTATIONITEM()IFCCARTESIANPOINT((1.,1.)));\n"
-      "garbage here;\n"
-      "#7=IFCCARTESIANPOINT(('x',2.));\n"
-      "#8=IFCPOLYLOOP((#1,#9)) ;\r\n"
-      "#9=IFCCARTESIANPOINT((9.,9.));\n"
-      "#10=IFCPOLYLOOP((#9,#8,#1));\n"
-      "#11=IFCFACEOUTERBOUND(#9,.T.);"));
+  QdIfcLoadReport r = qdIfcLoad(*model, file("#1=IFCCARTESIANPOINT((0.,0.));\n"
+                                             "#2=IFCNOSUCHTHING(1,2);\n"
+                                             "#3=IFCDIRECTION((1.,0.),7);\n"
+                                             "#4=IFCDIRECTION();\n"
+                                             "#1=IFCCARTESIANPOINT((5.,5.));\n"
+                                             "#5=IFCLOCALPLACEMENT(#99,#1);\n"
+                                             "#6=(IFCREPRESENTATIONITEM()IFCCARTESIANPOINT((1.,1.)));\n"
+                                             "garbage here;\n"
+                                             "#7=IFCCARTESIANPOINT(('x',2.));\n"
+                                             "#8=IFCPOLYLOOP((#1,#9)) ;\r\n"
+                                             "#9=IFCCARTESIANPOINT((9.,9.));\n"
+                                             "#10=IFCPOLYLOOP((#9,#8,#1));\n"
+                                             "#11=IFCFACEOUTERBOUND(#9,.T.);"));
   std::map<uint64_t, std::string> found;
   for (const QdSpfProblem& p : r.problems) found[p.instance] += p.expected + " / " + p.found + "; ";
-  EXPECT_EQ(found.size(), 9u) << problemsOf(r);
-  // References to instances of types the attribute does not admit, found once all is read.
+  EXPECT_EQ(found.size(), 10u) << problemsOf(r);
+  // References to instances of types the attribute does not admit, found once all is read:
+  // through a select (a placement is an IfcAxis2Placement2D or 3D), and directly.
+  EXPECT_EQ(found[5], "a reference to IfcAxis2Placement in RelativePlacement / #1 of IfcCartesianPoint; ");
   EXPECT_EQ(found[10], "a reference to IfcCartesianPoint in Polygon / #8 of IfcPolyLoop; ");
   EXPECT_EQ(found[11], "a reference to IfcLoop in Bound / #9 of IfcCartesianPoint; ");
   EXPECT_NE(found[2].find("IFCNOSUCHTHING"), std::string::npos);
   EXPECT_NE(found[3].find("more parameters"), std::string::npos);
   EXPECT_NE(found[4].find("more parameters"), std::string::npos);  // too few
-  EXPECT_NE(found[1].find("again"), std::string::npos);             // a duplicate id
+  EXPECT_NE(found[1].find("again"), std::string::npos);            // a duplicate id
   EXPECT_NE(found[6].find("complex"), std::string::npos);
   EXPECT_NE(found[7].find("a real"), std::string::npos);
   EXPECT_NE(found[0].find("garbage"), std::string::npos);

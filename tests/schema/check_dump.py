@@ -54,7 +54,7 @@ class Data:
                 name, _, supertype = rest.partition(" : ")
                 self.entities.append({"name": name, "super": supertype or None, "attrs": []})
                 continue
-            if keyword == "writable":  # a fact of the classes, not of the dictionary
+            if keyword in ("writable", "required"):  # facts the dump does not show
                 continue
             name, _, tail = rest.partition(" ")
             if keyword == "attr":

@@ -76,8 +76,7 @@ class MiniBuilder : public QdIfcSchemaBuilder {
     defineAggregateType("IfcArcIndex", QdIfcAggregationType::kList, 3, 3, "IfcPositiveLengthMeasure", true);
     defineAggregateType("list [1:?] of list [2:2] of IfcLengthMeasure", QdIfcAggregationType::kList, 1, kUnsetBound,
                         "list [2:2] of IfcLengthMeasure", false);
-    defineAggregateType("list [2:2] of IfcLengthMeasure", QdIfcAggregationType::kList, 2, 2, "IfcLengthMeasure",
-                        false);
+    defineAggregateType("list [2:2] of IfcLengthMeasure", QdIfcAggregationType::kList, 2, 2, "IfcLengthMeasure", false);
     defineAggregateType("set [0:?] of IfcRel", QdIfcAggregationType::kSet, 0, kUnsetBound, "IfcRel", false);
     defineAggregateType("array [0:UUpper] of IfcLengthMeasure", QdIfcAggregationType::kArray, 0, kUnsetBound,
                         "IfcLengthMeasure", false);

@@ -46,6 +46,12 @@ def bound(value) -> str:
 AGGREGATE_KIND = {"list": "kList", "set": "kSet", "array": "kArray", "bag": "kBag"}
 
 
+def schema_optional(a: schemadata.Attribute, entity_keys) -> bool:
+    """Whether the schema lets an explicit attribute be unset: marked opt, or a
+    reference to an entity (a type string that is an entity key) not marked required."""
+    return a.optional or (a.type in entity_keys and not a.required)
+
+
 def emit_phases(schema: schemadata.Schema) -> str:
     """The dictionary phases that need no entity or select class."""
     out: List[str] = [HEADER, '#include "QdIFC4SchemaBuilder.h"\n', "using namespace QD_SDAI;\n"]
@@ -87,6 +93,7 @@ def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
            "#include <QdIfc4/PropertyTemplates.h>",
            "#include <QdIfc4/Selects.h>", "#include <QdIfcCore/Consts.h>\n", "using namespace QD_SDAI;\n"]
     chunks = [schema.entities[i:i + 100] for i in range(0, len(schema.entities), 100)]
+    entity_keys = {e.key for e in schema.entities}
     out.append("\nnamespace {")
     for k, part in enumerate(chunks):
         out.append(f"\nvoid defineEntities{k}(QdIFC4SchemaBuilder::EntityPhase& phase) {{")
@@ -97,7 +104,8 @@ def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
                        f"{super_slot});")
             for a in e.attributes:
                 if a.kind == "explicit":
-                    out.append(f"  phase.explicitAttribute({c_string(a.name)}, {c_string(a.type)});")
+                    optional = "true" if schema_optional(a, entity_keys) else "false"
+                    out.append(f"  phase.explicitAttribute({c_string(a.name)}, {c_string(a.type)}, {optional});")
                 elif a.kind == "derived":
                     out.append(f"  phase.derivedAttribute({c_string(a.name)}, {c_string(a.type)}, "
                                f"{c_string(a.redeclares)});")

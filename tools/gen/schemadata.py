@@ -144,6 +144,7 @@ class Attribute:
     name: str
     type: str = ""                  # explicit and derived: the type string
     optional: bool = False          # explicit: OPTIONAL in the file's parameter list
+    required: bool = False          # explicit entity reference: mandatory in the schema
     redeclares: str = ""            # derived: the supertype whose attribute it redeclares
     target: str = ""                # inverse: target entity in lower case ("" for none)
     lower: Optional[int] = None     # inverse bounds; None: unset
@@ -336,7 +337,7 @@ def read_entities(path: str) -> List[Entity]:
             raise line.error(f"entity {name} is defined twice")
         if supertype is not None and supertype.upper() not in seen:
             raise line.error(f"the supertype {supertype} of {name} must come before it")
-        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword != "writable"]
+        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword not in ("writable", "required")]
         entity = Entity(name, supertype, attributes)
         inverses = {a.name for a in attributes if a.kind == "inverse"}
         for sub in line.subs:
@@ -345,6 +346,13 @@ def read_entities(path: str) -> List[Entity]:
                 if inverse not in inverses or inverse in entity.writable:
                     raise sub.error(f"'writable {inverse}' names no own inverse of {name}, or names it twice")
                 entity.writable.append(inverse)
+            elif sub.keyword == "required":
+                (attribute,) = sub.fields(1)
+                own = [a for a in attributes if a.kind == "explicit" and a.name == attribute]
+                if not own or own[0].optional or own[0].required:
+                    raise sub.error(f"'required {attribute}' names no own explicit attribute of {name} "
+                                    "without opt, or names it twice")
+                own[0].required = True
         order = {"explicit": 0, "derived": 1, "inverse": 2}
         kinds = [order[a.kind] for a in entity.attributes]
         if kinds != sorted(kinds):

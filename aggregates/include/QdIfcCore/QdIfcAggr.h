@@ -86,9 +86,7 @@ class QDIFCCORE_API QdIfcAggr {
   bool isNil() const { return m_imp == m_imp->dummyImp(); }
   QdIfcAggrIterator* createIterator() { return m_imp->createIterator(this); }
   QdIfcAggrConstIterator* createConstIterator() const { return m_imp->createConstIterator(this); }
-  AggrOrderType aggrOrderType() const {
-    return m_imp->aggrOrder() == 0 ? kAggrOrdered : kAggrUnordered;
-  }
+  AggrOrderType aggrOrderType() const { return m_imp->aggrOrder() == 0 ? kAggrOrdered : kAggrUnordered; }
   // Back to nil: the contents and their storage are freed.
   void clear();
   // Nil to empty; an aggregate that is not nil stays as it is. True on success.

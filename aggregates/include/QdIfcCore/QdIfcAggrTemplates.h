@@ -79,10 +79,8 @@ bool elementFromVariant(const QdIfcVariant& v, T& out) {
 // everything else by value.
 template <class T>
 void elementToVariant(const T& e, QdIfcVariant& out) {
-  if constexpr (AggrElement<T>::kByPointer)
-    out = QdIfcVariant(const_cast<T*>(&e));
-  else
-    out = QdIfcVariant(e);
+  if constexpr (AggrElement<T>::kByPointer) out = QdIfcVariant(const_cast<T*>(&e));
+  else out = QdIfcVariant(e);
 }
 
 // A vector whose elements never move: each is allocated once and the vector holds
@@ -106,8 +104,8 @@ class StableVector {
     Iter() = default;
     explicit Iter(typename Slots::const_iterator slot) noexcept : m_slot(slot) {}
     template <class F>
-      requires(std::is_const_v<E> && std::is_same_v<F, value_type>)
-    Iter(const Iter<F>& other) noexcept : m_slot(other.slot()) {}
+    requires(std::is_const_v<E>&& std::is_same_v<F, value_type>) Iter(const Iter<F>& other)
+    noexcept : m_slot(other.slot()) {}
 
     typename Slots::const_iterator slot() const noexcept { return m_slot; }
     E& operator*() const noexcept { return **m_slot; }
@@ -183,10 +181,8 @@ class StableVector {
     std::sort(m_slots.begin(), m_slots.end(), [](const T* a, const T* b) { return *a < *b; });
     size_t kept = 0;
     for (T* p : m_slots) {
-      if (kept != 0 && !(*m_slots[kept - 1] < *p))
-        delete p;
-      else
-        m_slots[kept++] = p;
+      if (kept != 0 && !(*m_slots[kept - 1] < *p)) delete p;
+      else m_slots[kept++] = p;
     }
     m_slots.resize(kept);
   }
@@ -817,17 +813,11 @@ class QdIfcTypedAggr : public Base {
 
   // Ordered aggregates: a list replaces element i, an array inserts in front of it;
   // both append when i is not an index of the contents.
-  int replaceAt(int i, const T& e)
-    requires std::is_same_v<Base, QdIfcOrderedAggr>
-  {
+  int replaceAt(int i, const T& e) requires std::is_same_v<Base, QdIfcOrderedAggr> {
     if (this->isNil() && !this->createEmpty()) return 2;
     return typed()->replaceAt(i, e);
   }
-  void append(const T& e)
-    requires std::is_same_v<Base, QdIfcOrderedAggr>
-  {
-    replaceAt(-1, e);
-  }
+  void append(const T& e) requires std::is_same_v<Base, QdIfcOrderedAggr> { replaceAt(-1, e); }
   // The elements themselves, in order; empty when nil.
   const detail::AggrStorage<T>& items() const {
     static const detail::AggrStorage<T> none;
@@ -969,12 +959,13 @@ class QdIfcSetAggr<T>::QdIfcSetAggrImp
 template <class T, int L, int U>
 class QdIfcListAggrBounded : public QdIfcListAggr<T> {
  public:
-  class QdIfcListAggrBoundedImp
-      : public detail::AggrImpFrame<typename QdIfcListAggr<T>::QdIfcListAggrImp, QdIfcListAggrBoundedImp,
-                                    QdIfcListAggrBounded> {
+  class QdIfcListAggrBoundedImp : public detail::AggrImpFrame<typename QdIfcListAggr<T>::QdIfcListAggrImp,
+                                                              QdIfcListAggrBoundedImp, QdIfcListAggrBounded> {
    public:
+    // U may be 65536 itself.
     QdIfcListAggrBoundedImp() noexcept
         : detail::AggrImpFrame<typename QdIfcListAggr<T>::QdIfcListAggrImp, QdIfcListAggrBoundedImp,
+                               // NOLINTNEXTLINE(bugprone-branch-clone)
                                QdIfcListAggrBounded>(L, detail::kListKeepsUpper<T> ? U : 65536) {}
   };
   using Dummy = QdIfcAggrImpDummy<T, QdIfcListAggrBoundedImp, kAggrKindList, kAggrOrdered>;
@@ -989,9 +980,8 @@ class QdIfcListAggrBounded : public QdIfcListAggr<T> {
 template <class T, int L, int U>
 class QdIfcArrayAggrBounded : public QdIfcArrayAggr<T> {
  public:
-  class QdIfcArrayBoundedImp
-      : public detail::AggrImpFrame<typename QdIfcArrayAggr<T>::QdIfcArrayAggrImp, QdIfcArrayBoundedImp,
-                                    QdIfcArrayAggrBounded> {
+  class QdIfcArrayBoundedImp : public detail::AggrImpFrame<typename QdIfcArrayAggr<T>::QdIfcArrayAggrImp,
+                                                           QdIfcArrayBoundedImp, QdIfcArrayAggrBounded> {
    public:
     QdIfcArrayBoundedImp() noexcept
         : detail::AggrImpFrame<typename QdIfcArrayAggr<T>::QdIfcArrayAggrImp, QdIfcArrayBoundedImp,
@@ -1009,13 +999,12 @@ class QdIfcArrayAggrBounded : public QdIfcArrayAggr<T> {
 template <class T, int L, int U>
 class QdIfcSetAggrBounded : public QdIfcSetAggr<T> {
  public:
-  class QdIfcSetAggrBoundedImp
-      : public detail::AggrImpFrame<typename QdIfcSetAggr<T>::QdIfcSetAggrImp, QdIfcSetAggrBoundedImp,
-                                    QdIfcSetAggrBounded> {
+  class QdIfcSetAggrBoundedImp : public detail::AggrImpFrame<typename QdIfcSetAggr<T>::QdIfcSetAggrImp,
+                                                             QdIfcSetAggrBoundedImp, QdIfcSetAggrBounded> {
    public:
     QdIfcSetAggrBoundedImp() noexcept
-        : detail::AggrImpFrame<typename QdIfcSetAggr<T>::QdIfcSetAggrImp, QdIfcSetAggrBoundedImp,
-                               QdIfcSetAggrBounded>(65536) {}
+        : detail::AggrImpFrame<typename QdIfcSetAggr<T>::QdIfcSetAggrImp, QdIfcSetAggrBoundedImp, QdIfcSetAggrBounded>(
+              65536) {}
   };
   using Dummy = QdIfcAggrImpDummy<T, QdIfcSetAggrBoundedImp, kAggrKindSet, kAggrUnordered>;
   using AdoptTag = typename QdIfcSetAggr<T>::AdoptTag;
@@ -1060,7 +1049,8 @@ class QdIfcListAggrCompound : public QdIfcListAggr<QdIfcAggr*> {
 template <class A>
 class QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp
     : public detail::AggrImpFrame<QdIfcListAggr<QdIfcAggr*>::QdIfcListAggrImp,
-                                  typename QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp, QdIfcListAggrCompound<A>> {
+                                  typename QdIfcListAggrCompound<A>::QdIfcListAggrCompoundImp,
+                                  QdIfcListAggrCompound<A>> {
   using Frame = detail::AggrImpFrame<QdIfcListAggr<QdIfcAggr*>::QdIfcListAggrImp, QdIfcListAggrCompoundImp,
                                      QdIfcListAggrCompound<A>>;
 
@@ -1183,8 +1173,7 @@ bool qdIfcAssignAggr(QdIfcAggr& aggr, const QdIfcArray<T>& a) {
   if (aggr.isNil() && !aggr.createEmpty()) return false;
   if (aggr.aggrOrderType() != kAggrOrdered)
     static_cast<QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>*>(aggr.imp())->assign(a);
-  else
-    static_cast<QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->assign(a);
+  else static_cast<QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->assign(a);
   return true;
 }
 
@@ -1194,8 +1183,7 @@ bool qdIfcExportAggr(const QdIfcAggr& aggr, QdIfcArray<T>& a) {
   if (aggr.count() < 1) return true;
   if (aggr.aggrOrderType() != kAggrOrdered)
     static_cast<const QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>*>(aggr.imp())->exportTo(a);
-  else
-    static_cast<const QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->exportTo(a);
+  else static_cast<const QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->exportTo(a);
   return true;
 }
 

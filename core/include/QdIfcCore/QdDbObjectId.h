@@ -27,7 +27,7 @@ namespace detail {
 struct ObjectSlot {
   QdIfcEntityBase* object;  // null while only referenced, or after removal
   QdIfcModel* model;
-  uint64_t id;              // the instance's number in the model ("#id" in a file)
+  uint64_t id;  // the instance's number in the model ("#id" in a file)
 };
 }  // namespace detail
 
@@ -70,7 +70,5 @@ static_assert(sizeof(QdDbObjectId) == sizeof(void*), "QdDbObjectId must be one m
 
 template <>
 struct std::hash<QD_SDAI::QdDbObjectId> {
-  size_t operator()(const QD_SDAI::QdDbObjectId& h) const noexcept {
-    return std::hash<const void*>()(h.slot());
-  }
+  size_t operator()(const QD_SDAI::QdDbObjectId& h) const noexcept { return std::hash<const void*>()(h.slot()); }
 };

@@ -53,7 +53,8 @@ struct QdIfcArrayObjectCopyReallocator {
 
 template <class T>
 using QdIfcArrayDefaultReallocator =
-    std::conditional_t<std::is_trivially_copyable_v<T>, QdIfcArrayMemCopyReallocator<T>, QdIfcArrayObjectCopyReallocator<T>>;
+    std::conditional_t<std::is_trivially_copyable_v<T>, QdIfcArrayMemCopyReallocator<T>,
+                       QdIfcArrayObjectCopyReallocator<T>>;
 
 template <class T, class R = QdIfcArrayDefaultReallocator<T>>
 class QdIfcArray {
@@ -156,8 +157,9 @@ class QdIfcArray {
  private:
   void grow(int wanted) {
     int p = m_physical;
-    int g = (static_cast<long long>(p) * static_cast<long long>(sizeof(T)) < 65536) ? p
-                                                                                     : static_cast<int>(65536 / sizeof(T));
+    int g = (static_cast<long long>(p) * static_cast<long long>(sizeof(T)) < 65536)
+                ? p
+                : static_cast<int>(65536 / sizeof(T));
     if (g < m_grow) g = m_grow;
     int n = p + g;
     if (wanted > n) n = wanted;

@@ -29,14 +29,14 @@ class QDIFCCORE_API QdIfcEntityBase : public QdIfcObject {
   // The virtual operations, in their fixed slot order. Generated classes override
   // the ones marked "each"; the others stay the base's.
   virtual bool getAttr(const QdAnsiString& name, QdIfcVariant& value) const;  // each
-  virtual ~QdIfcEntityBase();                                                   // each
-  virtual QdIfcEntityType* getInstanceType() const;                             // each
-  virtual bool putAttr(const QdAnsiString& name, const QdIfcVariant& value);    // each
+  virtual ~QdIfcEntityBase();                                                 // each
+  virtual QdIfcEntityType* getInstanceType() const;                           // each
+  virtual bool putAttr(const QdAnsiString& name, const QdIfcVariant& value);  // each
   virtual bool testAttr(const QdIfcAttributeDefinition* attribute) const;
-  virtual bool testAttr(const QdAnsiString& name) const;                        // each
-  virtual void unsetAttr(const QdAnsiString& name);                             // each
-  virtual QD::ErrorStatus inFields(QdSpfFilerBase* filer);                      // each
-  virtual QD::ErrorStatus outFields(QdSpfFilerBase* filer);                     // each
+  virtual bool testAttr(const QdAnsiString& name) const;     // each
+  virtual void unsetAttr(const QdAnsiString& name);          // each
+  virtual QD::ErrorStatus inFields(QdSpfFilerBase* filer);   // each
+  virtual QD::ErrorStatus outFields(QdSpfFilerBase* filer);  // each
   virtual QD::ErrorStatus _inFields(QdSpfFilerBase* filer);
   virtual QD::ErrorStatus _outFields(QdSpfFilerBase* filer);
   virtual void setInverseCounterParts();
@@ -47,10 +47,10 @@ class QDIFCCORE_API QdIfcEntityBase : public QdIfcObject {
   virtual bool _putAttr(const QdAnsiString& name, const QdIfcVariant& value);
   virtual bool _testAttr(const QdAnsiString& name) const;
   virtual void _unsetAttr(const QdAnsiString& name);
-  virtual bool isInstanceOf(const QdIfcEntityType* type) const;                 // each
-  virtual bool isInstanceOf(const char* name) const;                            // each
-  virtual bool isKindOf(const QdIfcEntityType* type) const;                     // each
-  virtual bool isKindOf(const char* name) const;                                // each
+  virtual bool isInstanceOf(const QdIfcEntityType* type) const;  // each
+  virtual bool isInstanceOf(const char* name) const;             // each
+  virtual bool isKindOf(const QdIfcEntityType* type) const;      // each
+  virtual bool isKindOf(const char* name) const;                 // each
 
   // Ends an openObject. Objects are not locked while open, so this only reports success.
   QD::ErrorStatus close() noexcept { return QD::eOk; }

@@ -122,11 +122,11 @@ class QDIFCCORE_API QdIfcModel {
   QdSpfHeaderSection m_header;
   SdaiAccessMode m_mode = sdaiRW;
   std::vector<std::unique_ptr<detail::ObjectSlot[]>> m_pages;
-  size_t m_slotsUsed = 0;   // slots handed out in all pages
+  size_t m_slotsUsed = 0;  // slots handed out in all pages
   size_t m_live = 0;
   uint64_t m_maxId = 0;
-  std::vector<detail::ObjectSlot*> m_dense;            // index = number
-  std::map<uint64_t, detail::ObjectSlot*> m_sparse;    // numbers beyond the dense table
+  std::vector<detail::ObjectSlot*> m_dense;          // index = number
+  std::map<uint64_t, detail::ObjectSlot*> m_sparse;  // numbers beyond the dense table
 };
 
 }  // namespace QD_SDAI

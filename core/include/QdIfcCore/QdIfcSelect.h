@@ -199,7 +199,7 @@ class QDIFCCORE_API QdIfcSelect {
     QdIfcLogical::Value l;
     detail::ObjectSlot* h;  // a QdDbObjectId
     QdIfcAggr* a;
-    const char* s;          // a QdAnsiString, constructed in place
+    const char* s;  // a QdAnsiString, constructed in place
     uint64_t raw;
   } value;
 

@@ -130,8 +130,7 @@ template <class T>
 class QdIfcSelectArrayValueType final : public QdIfcVariantTypeForObject<QdIfcArray<T>> {
  public:
   using QdIfcVariantTypeForObject<QdIfcArray<T>>::QdIfcVariantTypeForObject;
-  bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source,
-                      QdIfcVariant& result) const override {
+  bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source, QdIfcVariant& result) const override {
     if (&target != &QdIfcVariantType::Desc<QdIfcArray<QdIfcVariant>>::value()) return false;
     const auto* selects = static_cast<const QdIfcArray<T>*>(source.payload());
     QdIfcArray<QdIfcVariant> variants;

@@ -94,8 +94,7 @@ class QDIFCCORE_API QdIfcVariantType {
   // Equality of two raw payloads of this type. The base compares the bytes.
   virtual bool subEqualTo(const void* a, const void* b) const;
   // Converts source (which carries this tag) into target. The base refuses.
-  virtual bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source,
-                              QdIfcVariant& result) const;
+  virtual bool subToValueType(const QdIfcVariantType& target, const QdIfcVariant& source, QdIfcVariant& result) const;
   // Converts source into this type. The base refuses.
   virtual bool subFromValueType(const QdIfcVariant& source, QdIfcVariant& result) const;
   // The text of a raw payload. The base has none.
@@ -242,12 +241,12 @@ inline bool getValue(const QdIfcVariant& v, T& out) {
 
 // Declares the exported descriptor of T, owned by the library whose export macro
 // is API. Used at global scope.
-#define QDIFC_DECLARE_VARIANT_TYPE(API, ...)                                                   \
-  namespace QD_SDAI {                                                                          \
-  template <>                                                                                  \
-  API const QdIfcVariantType& QdIfcVariantType::Desc<__VA_ARGS__>::value();                    \
-  template <>                                                                                  \
-  API void QdIfcVariantType::Desc<__VA_ARGS__>::release();                                     \
+#define QDIFC_DECLARE_VARIANT_TYPE(API, ...)                                \
+  namespace QD_SDAI {                                                       \
+  template <>                                                               \
+  API const QdIfcVariantType& QdIfcVariantType::Desc<__VA_ARGS__>::value(); \
+  template <>                                                               \
+  API void QdIfcVariantType::Desc<__VA_ARGS__>::release();                  \
   }
 
 // The core's own value types.

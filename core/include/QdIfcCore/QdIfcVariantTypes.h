@@ -17,14 +17,11 @@ class QdIfcVariantTypePOD : public QdIfcVariantType {
   static_assert(std::is_trivially_copyable_v<T>);
 
  public:
-  explicit QdIfcVariantTypePOD(const wchar_t* name) noexcept
-      : QdIfcVariantType(name, sizeof(T), nullptr, nullptr) {}
+  explicit QdIfcVariantTypePOD(const wchar_t* name) noexcept : QdIfcVariantType(name, sizeof(T), nullptr, nullptr) {}
 
   bool subEqualTo(const void* a, const void* b) const override {
-    if constexpr (std::equality_comparable<T>)
-      return *static_cast<const T*>(a) == *static_cast<const T*>(b);
-    else
-      return std::memcmp(a, b, sizeof(T)) == 0;
+    if constexpr (std::equality_comparable<T>) return *static_cast<const T*>(a) == *static_cast<const T*>(b);
+    else return std::memcmp(a, b, sizeof(T)) == 0;
   }
   bool createVariant(QdIfcVariant& out) const override {
     T value{};
@@ -52,10 +49,8 @@ class QdIfcVariantTypeForObject : public QdIfcVariantType {
 
   const IQdIfcVariantTypeObjectAllocator* objectMemAllocator() const override { return &m_allocator; }
   bool subEqualTo(const void* a, const void* b) const override {
-    if constexpr (std::equality_comparable<V>)
-      return *static_cast<const V*>(a) == *static_cast<const V*>(b);
-    else
-      return false;
+    if constexpr (std::equality_comparable<V>) return *static_cast<const V*>(a) == *static_cast<const V*>(b);
+    else return false;
   }
   // A default-constructed object: the empty string, the empty array, the select
   // that holds nothing.
@@ -106,8 +101,7 @@ const QdIfcVariantType& unlockedDescriptor(QdIfcVariantType*& slot, Make&& make)
   QdIfcVariantType* mine = make();
   QdIfcVariantType* expected = nullptr;
   std::atomic_ref<QdIfcVariantType*> ref(slot);
-  if (ref.compare_exchange_strong(expected, mine, std::memory_order_acq_rel, std::memory_order_acquire))
-    return *mine;
+  if (ref.compare_exchange_strong(expected, mine, std::memory_order_acq_rel, std::memory_order_acquire)) return *mine;
   delete mine;
   return *expected;
 }
@@ -130,16 +124,16 @@ inline void releaseDescriptor(QdIfcVariantType*& slot) noexcept {
 // Defines Desc<T>::value() and release() for a descriptor made by `new D(args)`,
 // created under the lock (LOCKED) or without it (UNLOCKED). For the .cpp of the
 // library that owns T, at global scope.
-#define QDIFC_DEFINE_VARIANT_TYPE_WITH(MODE, T, MAKE)                                             \
-  namespace QD_SDAI {                                                                             \
-  template <>                                                                                     \
-  QdIfcVariantType* QdIfcVariantType::Desc<T>::s_pType = nullptr;                                 \
-  template <>                                                                                     \
-  const QdIfcVariantType& QdIfcVariantType::Desc<T>::value() {                                    \
+#define QDIFC_DEFINE_VARIANT_TYPE_WITH(MODE, T, MAKE)                                              \
+  namespace QD_SDAI {                                                                              \
+  template <>                                                                                      \
+  QdIfcVariantType* QdIfcVariantType::Desc<T>::s_pType = nullptr;                                  \
+  template <>                                                                                      \
+  const QdIfcVariantType& QdIfcVariantType::Desc<T>::value() {                                     \
     return detail::MODE##Descriptor(s_pType, [] { return static_cast<QdIfcVariantType*>(MAKE); }); \
-  }                                                                                               \
-  template <>                                                                                     \
-  void QdIfcVariantType::Desc<T>::release() {                                                     \
-    detail::releaseDescriptor(s_pType);                                                           \
-  }                                                                                               \
+  }                                                                                                \
+  template <>                                                                                      \
+  void QdIfcVariantType::Desc<T>::release() {                                                      \
+    detail::releaseDescriptor(s_pType);                                                            \
+  }                                                                                                \
   }

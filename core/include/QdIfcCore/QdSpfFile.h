@@ -38,14 +38,14 @@ struct QdIfcLoadOptions {
 };
 
 struct QDIFCCORE_API QdIfcLoadReport {
-  std::string file;                       // the path, or empty for bytes in memory
-  std::vector<QdSpfProblem> problems;     // in file order, lines filled in
+  std::string file;                                      // the path, or empty for bytes in memory
+  std::vector<QdSpfProblem> problems;                    // in file order, lines filled in
   std::vector<std::pair<std::string, uint64_t>> counts;  // instances per type name, by name
-  std::vector<std::string> schemas;       // the names in FILE_SCHEMA
-  uint64_t records = 0;                   // records read into instances
+  std::vector<std::string> schemas;                      // the names in FILE_SCHEMA
+  uint64_t records = 0;                                  // records read into instances
   uint64_t bytes = 0;
-  bool schemaRefused = false;             // FILE_SCHEMA is not IFC4 and the load stopped
-  bool opened = true;                     // false if the file could not be read
+  bool schemaRefused = false;  // FILE_SCHEMA is not IFC4 and the load stopped
+  bool opened = true;          // false if the file could not be read
 
   bool ok() const noexcept { return opened && !schemaRefused && problems.empty(); }
   // "file:line: #id: expected X, found Y" for each problem.
@@ -53,7 +53,8 @@ struct QDIFCCORE_API QdIfcLoadReport {
 };
 
 // Reads the records of bytes into model (which should be empty and have a schema).
-QDIFCCORE_API QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options = {});
+QDIFCCORE_API QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes,
+                                        const QdIfcLoadOptions& options = {});
 // The same for a file.
 QDIFCCORE_API QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path,
                                             const QdIfcLoadOptions& options = {});

@@ -41,10 +41,10 @@ struct QdSpfProblem {
 // its time or its memory. A record that breaks one is a problem at the place of the
 // breach and is not read; the first four are measured before the record is read.
 struct QdSpfLimits {
-  uint32_t maxListDepth = 64;                  // parentheses open at once in a record, its own included
-  uint64_t maxStringBytes = 64ull << 20;       // one string or binary literal, between its quotes
-  uint64_t maxRecordBytes = 256ull << 20;      // one record, from its first character to its ';'
-  uint64_t maxRecordParameters = 1ull << 25;   // values in one record, the elements of every list included
+  uint32_t maxListDepth = 64;                 // parentheses open at once in a record, its own included
+  uint64_t maxStringBytes = 64ull << 20;      // one string or binary literal, between its quotes
+  uint64_t maxRecordBytes = 256ull << 20;     // one record, from its first character to its ';'
+  uint64_t maxRecordParameters = 1ull << 25;  // values in one record, the elements of every list included
   // The heap may grow by memoryPerFileByte for each byte of the file, and by
   // memoryAllowance more, while the file is read; past that the rest is not read.
   uint64_t memoryPerFileByte = 64;

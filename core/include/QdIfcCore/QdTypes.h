@@ -11,12 +11,12 @@ namespace QD {
 // Results of toolkit operations. Only the numbers are part of the contract.
 enum ErrorStatus : int {
   eOk = 0,
-  eInvalidInput = 2,        // null argument or a value of the wrong type
-  eNotAvailable = 3,        // the value is not there
+  eInvalidInput = 2,  // null argument or a value of the wrong type
+  eNotAvailable = 3,  // the value is not there
   eInvalidIndex = 5,
   eNotFound = 8,
-  eFailed = 16,             // could not read or convert (an unknown literal, among others)
-  eNotThatMember = 18,      // a select member this operation does not handle
+  eFailed = 16,         // could not read or convert (an unknown literal, among others)
+  eNotThatMember = 18,  // a select member this operation does not handle
   eNotEnumeration = 410,
   eIndexInvalid = 470,
 };

@@ -17,8 +17,8 @@
 class QDIFCCORE_API TextEncodeDecode {
  public:
   enum CodecType : int {
-    kRaw = 0,        // bytes as they are
-    kStepString = 1, // the transported form of a STEP string
+    kRaw = 0,         // bytes as they are
+    kStepString = 1,  // the transported form of a STEP string
   };
 
   TextEncodeDecode() = default;

@@ -4,7 +4,7 @@
 #include <QdIfcCore/Export.h>
 
 #if defined(QDIFC4_BUILDING)
-#  define QDIFC4_API QD_DECL_EXPORT
+#define QDIFC4_API QD_DECL_EXPORT
 #else
-#  define QDIFC4_API QD_DECL_IMPORT
+#define QDIFC4_API QD_DECL_IMPORT
 #endif

@@ -1,10 +1,10 @@
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/HsString.h>
+#include <QdIfcCore/QdIfcAggrValueTypes.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcProperty.h>
 #include <QdIfcCore/QdIfcSelect.h>
 #include <QdIfcCore/QdIfcVariant.h>
-#include <QdIfcCore/QdIfcAggrValueTypes.h>
 
 #include <memory>
 
@@ -53,7 +53,7 @@ void QdIfcPropertyCollection::add(QdIfcProperty* property) {
   if (!property) return;
   std::unique_ptr<QdIfcProperty> owned(property);
   m_properties.push_back(property);
-  owned.release();
+  (void)owned.release();  // the collection owns it now
 }
 
 const QdIfcProperty* QdIfcPropertyCollection::at(int index) const noexcept {
@@ -83,8 +83,7 @@ namespace {
 // as their text.
 QdIfcVariant plainValueOf(const QdIfcSelect& s) {
   switch (s.getKind()) {
-    case kQdTypeNone:
-      return QdIfcVariant();
+    case kQdTypeNone: return QdIfcVariant();
     case kQdTypeReal: {
       double d = 0;
       return s.getDouble(d) ? QdIfcVariant(d) : QdIfcVariant();
@@ -106,8 +105,7 @@ QdIfcVariant plainValueOf(const QdIfcSelect& s) {
       QdIfcLogical l;
       return s.getLogical(l) ? QdIfcVariant(l) : QdIfcVariant();
     }
-    case kQdTypeEntity:
-      return QdIfcVariant(s.getHandle());
+    case kQdTypeEntity: return QdIfcVariant(s.getHandle());
     default: {
       HsString text;
       if (!_subToString(text, &s, kStringFormatPlain)) return QdIfcVariant();
@@ -191,8 +189,7 @@ QD::ErrorStatus QdIfcPropertySingleValue::putNominal(QdIfcEntityBase* target, co
     case kQdTypeEntity:
       if (const QdDbObjectId* id = value.ptr<QdDbObjectId>()) done = s->setHandle(*id);
       break;
-    default:
-      break;
+    default: break;
   }
   return done ? QD::eOk : QD::eInvalidInput;
 }

@@ -2,8 +2,8 @@
 
 #include <QdIfcCore/Consts.h>
 
-#include <cctype>
 #include <strings.h>
+#include <cctype>
 
 namespace QD_SDAI {
 namespace {
@@ -227,8 +227,8 @@ QdIfcInverseAttributeDefinition::~QdIfcInverseAttributeDefinition() = default;
 // ---- Schema ----
 
 QdIfcSchema::QdIfcSchema() {
-  for (QdTypeCodeKind k : {kQdTypeInteger, kQdTypeReal, kQdTypeString, kQdTypeLogical, kQdTypeBoolean, kQdTypeBinary,
-                           kQdTypeNumber}) {
+  for (QdTypeCodeKind k :
+       {kQdTypeInteger, kQdTypeReal, kQdTypeString, kQdTypeLogical, kQdTypeBoolean, kQdTypeBinary, kQdTypeNumber}) {
     auto p = std::make_unique<QdIfcSimpleType>(k);
     p->type(new QdTypeCode(k));
     m_primitives.push_back(std::move(p));

@@ -102,12 +102,11 @@ void QdIfcSchemaBuilder::resolve() {
     }
     if (const QdIfcAttributeDefinition* inverted = target->findOwnAttribute(info.attribute.view()))
       inverse->setInverted(inverted);
-    else
-      unresolved(attribute->name(), info.attribute.view());
+    else unresolved(attribute->name(), info.attribute.view());
     // The type is the set aggregate of the target under its schema spelling.
     auto bound = [](int b) { return b == Consts::QdIntUnset ? std::string("?") : std::to_string(b); };
-    std::string key = "set [" + bound(inverse->lowerBound()) + ":" + bound(inverse->upperBound()) + "] of " +
-                      target->schemaName();
+    std::string key =
+        "set [" + bound(inverse->lowerBound()) + ":" + bound(inverse->upperBound()) + "] of " + target->schemaName();
     if (const QdIfcParameterType* t = lookUpParameterType(key)) attribute->setType(t);
     else unresolved(attribute->name(), key);
   }
@@ -171,13 +170,14 @@ namespace QD_SDAI {
 void QdIfcSchemaBuilder::EntityPhase::begin(const char* capsName, const char* schemaName, QdIfcEntityFactory factory,
                                             QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot,
                                             const QdIfcEntityType* supertype) {
-  m_entity = QdIfcEntityType::createEntityType(m_builder.mSchema, capsName, true, factory, propertyBuilder, slot,
-                                               supertype);
+  m_entity =
+      QdIfcEntityType::createEntityType(m_builder.mSchema, capsName, true, factory, propertyBuilder, slot, supertype);
   m_schemaName = schemaName;
 }
 
-void QdIfcSchemaBuilder::EntityPhase::explicitAttribute(const char* name, const char* type) {
+void QdIfcSchemaBuilder::EntityPhase::explicitAttribute(const char* name, const char* type, bool optional) {
   auto* definition = new QdIfcExplicitAttributeDefinition(name, nullptr, false);
+  definition->setOptional(optional);
   m_builder.mPendingExplicitAttributes[definition] = type;
   m_entity->appendAttribute(definition);
 }

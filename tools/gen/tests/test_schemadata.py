@@ -51,6 +51,8 @@ SAMPLE = {
           inverse Nests ifcrelnests [0:1] RelatedObjects
         entity IfcEdge : IfcRoot
           attr EdgeStart IFCROOT
+          required EdgeStart
+          attr EdgeEnd IFCROOT
         entity IfcOrientedEdge : IfcEdge
           derived ifcedge_edgestart IFCROOT redeclares IfcEdge
           derived Dim IFCDIMENSIONCOUNT
@@ -107,6 +109,13 @@ class ReaderTest(unittest.TestCase):
         self.assertEqual(plain.redeclares, "")
         self.assertEqual((single.target, single.lower, single.upper), ("", None, None))
 
+    def test_references_are_optional_to_the_schema_unless_required(self):
+        keys = {e.key for e in self.schema.entities}
+        gid, name, points, _ = self.schema.entities[0].attributes
+        start, end = self.schema.entities[1].attributes
+        self.assertEqual([genifc.schema_optional(a, keys) for a in (gid, name, points, start, end)],
+                         [False, True, True, False, True])
+
     def test_aggregates_parse_their_key(self):
         named, nested, open_set = self.schema.aggregates
         self.assertEqual((named.key, named.kind, named.lower, named.upper, named.element, named.named),
@@ -133,6 +142,8 @@ class ErrorTest(unittest.TestCase):
         self.assertDataError({"entities.txt": "entity IfcA\n  inverse X y [0:?] Z\n  attr B IFCLABEL\n"},
                              "explicit, then derived, then inverse")
         self.assertDataError({"entities.txt": "entity IfcA\n  widget X\n"}, "unknown sub-record")
+        self.assertDataError({"entities.txt": "entity IfcA\n  attr B IFCA opt\n  required B\n"}, "without opt", line=3)
+        self.assertDataError({"entities.txt": "entity IfcA\n  required B\n"}, "names no own explicit attribute")
         self.assertDataError({"defined.txt": "defined IfcA\treal\n"}, "tabs")
         self.assertDataError({"defined.txt": "defined IfcA  real\n"}, "single blanks")
         self.assertDataError({"aggregates.txt": "aggregate list of IfcA\n"}, "is not an aggregate")

@@ -13,10 +13,10 @@ namespace IFC4 {
 namespace detail {
 
 struct EnumTable {
-  const char* name;              // the class name, "IfcRoleEnum"
-  const wchar_t* wideName;       // the descriptor's name, L"IFC4::IfcRoleEnum"
-  const char* const* literals;   // the bare STEP literals in number order
-  int count;                     // the number of literals, which is also UNSET
+  const char* name;             // the class name, "IfcRoleEnum"
+  const wchar_t* wideName;      // the descriptor's name, L"IFC4::IfcRoleEnum"
+  const char* const* literals;  // the bare STEP literals in number order
+  int count;                    // the number of literals, which is also UNSET
 };
 
 // The table of each enumeration is defined with the generated tables.

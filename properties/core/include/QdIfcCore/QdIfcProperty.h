@@ -64,7 +64,7 @@ class QDIFCCORE_API QdIfcProperty {
   QdIfcProperty& operator=(const QdIfcProperty&) = delete;
 
   // Virtual operations, in slot order.
-  virtual ~QdIfcProperty();  // deletes the features
+  virtual ~QdIfcProperty();          // deletes the features
   virtual int propertyKind() const;  // kAttribute
   // The attribute's value on entity. The base has none: eInvalidInput.
   virtual QD::ErrorStatus getAttribute(const QdIfcEntityBase* entity, QdIfcVariant& value) const;

@@ -187,8 +187,7 @@ template <class P>
 void addProperty(QD_SDAI::QdIfcPropertyCollection* collection, const char* name,
                  const QD_SDAI::QdIfcEntityType* entityType) {
   std::unique_ptr<P> property(new P());
-  property->init(QD_SDAI::QdAnsiString(name), &QD_SDAI::QdIfcVariantType::Desc<typename P::Value>::value(),
-                 entityType);
+  property->init(QD_SDAI::QdAnsiString(name), &QD_SDAI::QdIfcVariantType::Desc<typename P::Value>::value(), entityType);
   if constexpr (std::is_base_of_v<QD_SDAI::QdIfcCollectionProperty, P>) {
     auto& features = property->propertyFeatures();
     features.reserve(2);

@@ -266,9 +266,9 @@ using QdIfcPropertyBuilder = void (*)(QdIfcPropertyCollection*, const QdIfcEntit
 class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
  public:
   // Makes the type, stores it in slot before returning, and gives it to the schema.
-  static QdIfcEntityType* createEntityType(QdIfcSchema* schema, const char* name, bool flag,
-                                           QdIfcEntityFactory factory, QdIfcPropertyBuilder propertyBuilder,
-                                           QdIfcEntityType*& slot, const QdIfcEntityType* supertype);
+  static QdIfcEntityType* createEntityType(QdIfcSchema* schema, const char* name, bool flag, QdIfcEntityFactory factory,
+                                           QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot,
+                                           const QdIfcEntityType* supertype);
   ~QdIfcEntityType() override;
   NameTypeKind nameTypeKindType() const override { return kEntityType; }
   const QdIfcEntityType* asEntityType() const override { return this; }
@@ -323,8 +323,7 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
 // An attribute of an entity type.
 class QDIFCCORE_API QdIfcAttributeDefinition : public QdIfcObject {
  public:
-  explicit QdIfcAttributeDefinition(const char* name, const QdIfcParameterType* type)
-      : m_name(name), m_type(type) {}
+  explicit QdIfcAttributeDefinition(const char* name, const QdIfcParameterType* type) : m_name(name), m_type(type) {}
   QdIfcAttributeDefinition(const QdIfcAttributeDefinition&) = delete;
   QdIfcAttributeDefinition& operator=(const QdIfcAttributeDefinition&) = delete;
 
@@ -355,9 +354,14 @@ class QDIFCCORE_API QdIfcExplicitAttributeDefinition : public QdIfcAttributeDefi
   ~QdIfcExplicitAttributeDefinition() override;
   const QdIfcExplicitAttributeDefinition* asExplicitAttributeDefinition() const override { return this; }
   bool flag() const noexcept { return m_flag; }
+  // The schema lets the attribute be unset. Set by the schema module's builder; a
+  // check of a model reports the others when they are unset.
+  bool optional() const noexcept { return m_optional; }
+  void setOptional(bool optional) noexcept { m_optional = optional; }
 
  private:
   bool m_flag;
+  bool m_optional = false;
 };
 
 class QDIFCCORE_API QdIfcDerivedAttributeDefinition : public QdIfcAttributeDefinition {
@@ -380,7 +384,11 @@ class QDIFCCORE_API QdIfcInverseAttributeDefinition : public QdIfcAttributeDefin
   QdIfcInverseAttributeDefinition(const char* name, QdIfcEntityType* entity, const QdIfcParameterType* type,
                                   const QdIfcAttributeDefinition* inverted, int lower, int upper, bool flag)
       : QdIfcAttributeDefinition(name, type),
-        m_entity(entity), m_inverted(inverted), m_lower(lower), m_upper(upper), m_flag(flag) {}
+        m_entity(entity),
+        m_inverted(inverted),
+        m_lower(lower),
+        m_upper(upper),
+        m_flag(flag) {}
   ~QdIfcInverseAttributeDefinition() override;
   const QdIfcInverseAttributeDefinition* asInverseAttributeDefinition() const override { return this; }
 

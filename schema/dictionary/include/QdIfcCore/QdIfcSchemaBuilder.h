@@ -85,7 +85,8 @@ class QDIFCCORE_API QdIfcSchemaBuilder {
     explicit EntityPhase(QdIfcSchemaBuilder& builder) : m_builder(builder) {}
     void begin(const char* capsName, const char* schemaName, QdIfcEntityFactory factory,
                QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot, const QdIfcEntityType* supertype);
-    void explicitAttribute(const char* name, const char* type);
+    // optional: the schema lets the attribute be unset (QdIfcExplicitAttributeDefinition::optional).
+    void explicitAttribute(const char* name, const char* type, bool optional = false);
     // redeclares: the supertype whose attribute this one redeclares, or the empty text.
     void derivedAttribute(const char* name, const char* type, const char* redeclares);
     // Bounds as plain numbers, Consts::QdIntUnset where unset; target in lower case, may be empty.
