@@ -123,17 +123,6 @@ TEST(QdAnsiString, CopiesAreIndependentValues) {
   EXPECT_STREQ(copies.back().constStr(), "first");
 }
 
-TEST(Consts, UnsetValues) {
-  EXPECT_EQ(Consts::QdIntUnset, 2147483647);
-  double r = Consts::QdRealUnset;
-  EXPECT_FALSE(r == r);
-  EXPECT_TRUE(std::isnan(r));
-  EXPECT_EQ(std::string(Consts::QdStringUnset), "\xFF");
-  EXPECT_EQ(Consts::QdStringUnsetLength, 1u);
-  EXPECT_TRUE(Consts::QdHandleUnset.isNull());
-  EXPECT_EQ(Consts::QdHandleUnset, QdDbObjectId());
-}
-
 TEST(TruthValues, UnsetStatesHaveTheirFixedNumbers) {
   static_assert(sizeof(QdIfcBoolean) == 4 && sizeof(QdIfcLogical) == 4);
   QdIfcBoolean b;
@@ -244,20 +233,6 @@ TEST(QdIfcArray, NestedArraysMoveTheirBuffers) {
   EXPECT_EQ(outer.length(), 0);
   EXPECT_EQ(outer.asArrayPtr(), nullptr);
   EXPECT_EQ(stolen.length(), 20);
-}
-
-TEST(QdIfcException, CarriesCodeMessageAndLocation) {
-  try {
-    throw QdIfcException(180, "SDAI-model access not read-write", "IFC4::IfcRoot::putAttr");
-  } catch (const QdIfcException& e) {
-    QdIfcException copy = e;
-    EXPECT_EQ(copy.code(), 180u);
-    EXPECT_STREQ(copy.message(), "SDAI-model access not read-write");
-    EXPECT_STREQ(copy.location(), "IFC4::IfcRoot::putAttr");
-    EXPECT_STREQ(copy.what(), "SDAI-model access not read-write");
-  }
-  QdIfcException noLocation(470, "Index invalid ", nullptr);
-  EXPECT_STREQ(noLocation.location(), "");
 }
 
 TEST(QdLocker, TheVariantTypeLockerIsOneRecursiveLock) {
