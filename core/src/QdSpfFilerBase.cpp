@@ -439,11 +439,18 @@ QD::ErrorStatus QdSpfFilerBase::rdLimitedString(char* buffer, int length, bool, 
   buffer[0] = '\0';
   if (!enterField(comma)) return QD::eInvalidInput;
   if (takeUnset()) return QD::eOk;
+  const char* at = m_p;
   std::string_view raw;
   if (!readStringToken(raw)) return m_p >= m_end ? QD::eInvalidInput : wrongKind("a string");
-  size_t n = std::min(raw.size(), static_cast<size_t>(length));
-  std::memcpy(buffer, raw.data(), n);
-  buffer[n] = '\0';
+  if (raw.size() > static_cast<size_t>(length)) {
+    // Cutting the text would make up a value (and could split a '' or \X\ escape):
+    // the member stays unset.
+    problemAt(at, "a string of at most " + std::to_string(length) + " characters",
+              std::to_string(raw.size()) + " characters");
+    return QD::eInvalidInput;
+  }
+  std::memcpy(buffer, raw.data(), raw.size());
+  buffer[raw.size()] = '\0';
   return QD::eOk;
 }
 
@@ -712,6 +719,40 @@ void QdSpfFilerBase::wrDouble(const double& value, bool, bool comma) {
   appendReal(m_out, value);
 }
 
+namespace {
+// Writes text held in its transported form as a string literal. Its bytes go out as
+// they are, read the way closingQuote reads them: '' and \S\x (x a quote too) pass
+// whole. Only what would end the literal early changes: an apostrophe not already
+// doubled is doubled, and a \S\ with nothing after it gets a backslash to take, so
+// that text set by a program still makes a literal that closes where it should.
+void appendTransported(std::string& out, std::string_view text) {
+  out.push_back('\'');
+  const size_t n = text.size();
+  size_t done = 0;
+  for (size_t i = text.find_first_of("'\\"); i < n; i = text.find_first_of("'\\", i)) {
+    const char c = text[i];
+    if (c == '\'') {
+      out.append(text.substr(done, i - done));
+      out += "''";
+      i += i + 1 < n && text[i + 1] == '\'' ? 2 : 1;
+      done = i;
+    } else if (c == '\\' && i + 2 < n && (text[i + 1] == 'S' || text[i + 1] == 's') && text[i + 2] == '\\') {
+      if (i + 3 < n) {
+        i += 4;
+        continue;
+      }
+      out.append(text.substr(done));
+      out.push_back('\\');
+      done = i = n;
+    } else {
+      ++i;
+    }
+  }
+  out.append(text.substr(done));
+  out.push_back('\'');
+}
+}  // namespace
+
 void QdSpfFilerBase::wrQdAnsiString(const QdAnsiString& value, bool, bool comma) {
   fieldComma(comma);
   if (value.isUnset()) {
@@ -728,9 +769,7 @@ void QdSpfFilerBase::wrLimitedString(const char* value, int length, bool, bool c
     m_out.push_back('$');
     return;
   }
-  m_out.push_back('\'');
-  m_out.append(value, strnlen(value, static_cast<size_t>(length)));
-  m_out.push_back('\'');
+  appendTransported(m_out, std::string_view(value, strnlen(value, static_cast<size_t>(length))));
 }
 
 void QdSpfFilerBase::wrPrimitive(QdIfcLogical& value, bool, bool comma) {
@@ -802,20 +841,19 @@ void QdSpfFilerBase::wrPrimitive(double& value) {
 }
 
 void QdSpfFilerBase::wrPrimitive(QdAnsiString& value) {
-  m_out.push_back('\'');
   if (!m_utf8) {
-    // The member holds the transported form: its bytes go out as they are.
-    m_out.append(value.view());
-  } else {
-    std::u32string codes;
-    std::string_view in = value.view();
-    size_t i = 0;
-    bool ok = true;
-    while (i < in.size()) codes.push_back(QdUtf8::next(in, i, ok));
-    std::string encoded;
-    TextEncodeDecode::encode(codes, encoded);
-    m_out.append(encoded);
+    appendTransported(m_out, value.view());
+    return;
   }
+  std::u32string codes;
+  std::string_view in = value.view();
+  size_t i = 0;
+  bool ok = true;
+  while (i < in.size()) codes.push_back(QdUtf8::next(in, i, ok));
+  std::string encoded;
+  TextEncodeDecode::encode(codes, encoded);
+  m_out.push_back('\'');
+  m_out.append(encoded);
   m_out.push_back('\'');
 }
 

@@ -156,3 +156,31 @@ TEST(SpfFiler, WritesFieldsWithTheirCommasAndUnsetValues) {
   w.wrLimitedString("2O2Fr$t4X7Zf8NOew3FLOH", 22, false, true);
   EXPECT_EQ(w.text(), "$,2.5,$,'a''b',.T.,$,$,$,.ELEMENT.,*,'2O2Fr$t4X7Zf8NOew3FLOH'");
 }
+
+TEST(SpfFiler, FixedLengthTextNeverComesBackCutOrUnquoted) {
+  // A GlobalId literal longer than its 22 characters is reported and left unset:
+  // cutting it would split the '' escape and make a literal that never closes.
+  Reader r("'0" + std::string(40, '\'') + "X','2O2Fr$t4X7Zf8NOew3FLOH'");
+  char cut[24] = "x", kept[24] = "";
+  EXPECT_NE(r.filer.rdLimitedString(cut, 22, false, false), QD::eOk);
+  EXPECT_STREQ(cut, "");
+  ASSERT_EQ(r.filer.problems().size(), 1u);
+  EXPECT_EQ(r.filer.problems()[0].offset, 0u);
+  EXPECT_EQ(r.filer.problems()[0].found, "42 characters");
+  EXPECT_EQ(r.filer.rdLimitedString(kept, 22, false, true), QD::eOk);
+  EXPECT_STREQ(kept, "2O2Fr$t4X7Zf8NOew3FLOH");
+
+  // Text a program put in (not in transported form) still makes closed literals:
+  // a lone apostrophe is doubled, one already doubled is not, the apostrophe after
+  // \S\ is that escape's character, and a \S\ at the end gets a backslash to take.
+  QdSpfFilerBase w;
+  w.wrLimitedString("ab'", 22, false, false);
+  w.wrQdAnsiString(QdAnsiString("it's ''x'' '"), false, true);
+  w.wrQdAnsiString(QdAnsiString(R"(\S\'\s\)"), false, true);
+  EXPECT_EQ(w.text(), R"('ab''','it''s ''x'' ''','\S\'\s\\')");
+  Reader back(w.text());
+  QdAnsiString values[3];
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(back.filer.rdQdAnsiString(values[i], false, i > 0), QD::eOk) << i;
+  EXPECT_STREQ(values[2].constStr(), R"(\S\'\s\\)");
+  EXPECT_TRUE(back.filer.problems().empty());
+}
