@@ -142,6 +142,12 @@ TEST_F(StepFiles, LexicalFormsAreReadAsTheFileHasThem) {
   EXPECT_EQ(name(1003), "");
   EXPECT_EQ(name(1004), "\\S\\Drger");
   EXPECT_EQ(name(1006).substr(name(1006).size() - 4), "\\S\\'");
+  // Written again, each string is the same literal, the one that ends in \S\' too.
+  const std::string written = qdIfcSaveText(*model);
+  QdIfcLoadReport again = qdIfcLoad(*fresh(), written, goOn);
+  EXPECT_EQ(again.problems.size(), 1u) << problemsOf(again);  // the schema only
+  EXPECT_NE(written.find("'Don''t'"), std::string::npos);
+  EXPECT_NE(written.find("solidus escape \\S\\''"), std::string::npos);
   auto reals = fresh();
   qdIfcLoadFile(*reals, (folder / "RealWithExponent.ifc").string(), goOn);
   QdIfcArray<double> xyz;
