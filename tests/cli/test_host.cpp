@@ -65,19 +65,6 @@ std::vector<std::string> lines(const std::string& text) {
 
 }  // namespace
 
-TEST(Qdifc, DumpHasTheFixedFrame) {
-  CommandResult r = qdifc("schema --dump");
-  ASSERT_EQ(r.status, 0) << r.out;
-  std::vector<std::string> l = lines(r.out);
-  ASSERT_GE(l.size(), 4u);
-  EXPECT_EQ(l[0], "schema\tIFC4\t4\t0");
-  EXPECT_EQ(l[1], "builtin\tstring(22)fixed\t1\t22");
-  EXPECT_EQ(l[2], "builtin\tbinary(32)\t0\t32");
-  EXPECT_EQ(l.back().rfind("counts\tentities=", 0), 0u) << l.back();
-  EXPECT_EQ(r.out.find('\r'), std::string::npos);
-  EXPECT_EQ(r.out.back(), '\n');
-}
-
 TEST(Qdifc, DumpAgreesWithTheDictionaryItWalks) {
   // The counts line states the sizes of the three tables of the schema that the
   // module builds when loaded directly.

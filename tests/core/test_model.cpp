@@ -1,5 +1,5 @@
-// The model and its handles: numbers, forward references, removal, iteration,
-// access modes, and the entity base's ties to its model.
+// The model and its handles: numbers, forward references, removal, iteration and
+// the entity base's ties to its model.
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
@@ -215,18 +215,6 @@ TEST_F(ModelTest, ManyInstancesKeepStableHandles) {
   model.clear();
   EXPECT_EQ(model.size(), 0u);
   EXPECT_TRUE(model.find(1).isNull());
-}
-
-TEST_F(ModelTest, AccessModeIsTheModelsOwn) {
-  QdIfcModel model;
-  EXPECT_EQ(model.mode(), sdaiRW);
-  model.setMode(sdaiRO);
-  EXPECT_EQ(model.mode(), sdaiRO);
-  model.setMode(sdaiNoAccess);
-  EXPECT_EQ(model.mode(), 0);
-  auto* p = new Probe;
-  model.addInstance(p);
-  EXPECT_EQ(p->owningModel()->mode(), sdaiNoAccess);
 }
 
 namespace {

@@ -1,18 +1,15 @@
-// Core value classes: strings, unset constants, truth values, GUIDs, the growable
-// array and the exception.
+// Core value classes: strings, unset constants, GUIDs and the growable array.
 #include <QdIfcCore/Consts.h>
 #include <QdIfcCore/QdAnsiString.h>
 #include <QdIfcCore/QdIfcArray.h>
 #include <QdIfcCore/QdIfcException.h>
 #include <QdIfcCore/QdIfcGUID.h>
-#include <QdIfcCore/QdLocker.h>
 #include <QdIfcCore/QdTypeCode.h>
 #include <QdIfcCore/QdTypes.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
@@ -123,24 +120,6 @@ TEST(QdAnsiString, CopiesAreIndependentValues) {
   EXPECT_STREQ(copies.back().constStr(), "first");
 }
 
-TEST(TruthValues, UnsetStatesHaveTheirFixedNumbers) {
-  static_assert(sizeof(QdIfcBoolean) == 4 && sizeof(QdIfcLogical) == 4);
-  QdIfcBoolean b;
-  QdIfcLogical l;
-  int32_t rawB, rawL;
-  std::memcpy(&rawB, &b, 4);
-  std::memcpy(&rawL, &l, 4);
-  EXPECT_EQ(rawB, 2);
-  EXPECT_EQ(rawL, 3);
-  EXPECT_EQ(QdIfcBoolean::Unset, 2);
-  EXPECT_EQ(QdIfcLogical::Unset, 3);
-  EXPECT_FALSE(b.isSet());
-  EXPECT_FALSE(l.isSet());
-  EXPECT_TRUE(QdIfcBoolean(true).isTrue());
-  EXPECT_TRUE(QdIfcLogical(QdIfcLogical::Unknown).isSet());
-  EXPECT_NE(QdIfcLogical(QdIfcLogical::Unknown), QdIfcLogical(QdIfcLogical::Unset));
-}
-
 TEST(QdIfcGUID, UnsetTextAndTruncation) {
   QdIfcGUID g;
   EXPECT_FALSE(g.isSet());
@@ -233,13 +212,4 @@ TEST(QdIfcArray, NestedArraysMoveTheirBuffers) {
   EXPECT_EQ(outer.length(), 0);
   EXPECT_EQ(outer.asArrayPtr(), nullptr);
   EXPECT_EQ(stolen.length(), 20);
-}
-
-TEST(QdLocker, TheVariantTypeLockerIsOneRecursiveLock) {
-  const QdLocker* l = qdifcGetVaraintTypeLocker();
-  ASSERT_NE(l, nullptr);
-  EXPECT_EQ(l, qdifcGetVaraintTypeLocker());
-  QdIfcAutoLocker outer(l);
-  QdIfcAutoLocker inner(l);  // taking it again in the same thread does not deadlock
-  QdIfcAutoLocker none(nullptr);
 }

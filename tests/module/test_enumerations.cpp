@@ -26,19 +26,6 @@ const QdIfcVariantType& desc() {
   return QdIfcVariantType::Desc<E>::value();
 }
 
-TEST(Enumerations, NumberingAndUnset) {
-  static_assert(sizeof(IfcRoleEnum) == 4);
-  EXPECT_EQ(IFC4::kIfcRoleEnum_SUPPLIER, 0);
-  EXPECT_EQ(IFC4::kIfcRoleEnum_USERDEFINED, 22);
-  EXPECT_EQ(IFC4::kIfcRoleEnum_UNSET, 23);
-  EXPECT_EQ(IFC4::kIfcNullStyle_UNSET, 1);
-  IfcRoleEnum fresh;
-  EXPECT_EQ(fresh, IFC4::kIfcRoleEnum_UNSET);  // an attribute with no value
-  EXPECT_FALSE(fresh.isSet());
-  IfcRoleEnum a = IFC4::kIfcRoleEnum_ARCHITECT, b = IFC4::kIfcRoleEnum_ARCHITECT;
-  EXPECT_TRUE(a == b);
-}
-
 TEST(Enumerations, TextCompanions) {
   EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>("supplier"), 0);
   EXPECT_EQ(IFC4::enumFromString<IfcRoleEnum>("UserDefined"), 22);

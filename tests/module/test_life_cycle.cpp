@@ -95,28 +95,3 @@ TEST_F(LifeCycle, StopReleasesTheModulesDescriptorsEveryTime) {
   QdIfcVariant again(unit);
   EXPECT_TRUE(again.is<IFC4::IfcUnit>());
 }
-
-TEST_F(LifeCycle, BuiltInTypesHaveTheirWidthsAndFlags) {
-  ASSERT_TRUE(qdGetModuleLifeCycleApp()->start());
-  const QdIfcSchema* schema = qdifcGetSchemaPointer();
-  struct Expect {
-    const char* key;
-    bool fixed;
-    int width;
-  };
-  for (const Expect& e : {Expect{"string(22)fixed", true, 22}, Expect{"BINARY(32)", false, 32}}) {
-    const DictionaryInstance* d = schema->builtInTypes().find(e.key);
-    ASSERT_NE(d, nullptr) << e.key;
-    const QdIfcDefinedType* w = d->asNameType()->asDefinedType();
-    ASSERT_NE(w, nullptr);
-    EXPECT_TRUE(w->flag());
-    auto* s = dynamic_cast<const QdIfcStringType*>(w->underlyingType());
-    ASSERT_NE(s, nullptr) << e.key;
-    EXPECT_EQ(s->fixed(), e.fixed) << e.key;
-    EXPECT_EQ(s->width(), e.width) << e.key;
-  }
-  // The first two entries of the built-in table, in creation order.
-  ASSERT_GE(schema->builtInTypes().size(), 2);
-  EXPECT_STREQ(schema->builtInTypes().keyAt(0), "string(22)fixed");
-  EXPECT_STREQ(schema->builtInTypes().keyAt(1), "binary(32)");
-}

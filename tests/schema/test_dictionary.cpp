@@ -126,17 +126,6 @@ class DictionaryTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(DictionaryTest, SchemaKnowsItsNameVersionAndTables) {
-  EXPECT_STREQ(schema->name(), "MINI");
-  EXPECT_EQ(schema->majorVersion(), 4);
-  EXPECT_EQ(schema->minorVersion(), 0);
-  EXPECT_EQ(schema->entityTypes().size(), 4);
-  // 4 defined types, 2 enumerations, 1 select, 1 named aggregate
-  EXPECT_EQ(schema->nameTypes().size(), 8);
-  // 2 built-in string types, 4 anonymous aggregates
-  EXPECT_EQ(schema->builtInTypes().size(), 6);
-}
-
 TEST_F(DictionaryTest, BuiltInStringTypes) {
   for (auto [key, fixed, width] : {std::tuple{"string(22)fixed", true, 22}, std::tuple{"binary(32)", false, 32}}) {
     const DictionaryInstance* d = schema->builtInTypes().find(key);
