@@ -331,6 +331,9 @@ class Loader {
       for (uint64_t id : m_model.unresolvedIds())
         m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
     checkReferenceTypes();
+    // The index has served: its memory goes back before the links add their own.
+    m_index = QdSpfRecordIndex();
+    m_unread = std::vector<size_t>();
     if (m_options.linkInverses) m_model.setInverseCounterParts();
   }
 
