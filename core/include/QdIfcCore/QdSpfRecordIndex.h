@@ -17,9 +17,9 @@
 // a file for its index alone, builds the whole index first with build().
 //
 // Cost: 24 bytes per record, plus a view and a hash entry per distinct type name; the
-// bytes must outlive the index. Building it runs at about the speed of a bare tokenizer
-// over the same bytes (bench_load prints both). A record is at most 4 GiB - 1 bytes long,
-// whatever QdSpfLimits::maxRecordBytes allows.
+// bytes must outlive the index. Building it alone runs at about half the speed of a bare
+// tokenizer over the same bytes (bench_load prints both), several times a load's. A
+// record is at most 4 GiB - 1 bytes long, whatever QdSpfLimits::maxRecordBytes allows.
 #pragma once
 
 #include <QdIfcCore/Export.h>
