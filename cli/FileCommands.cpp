@@ -43,7 +43,8 @@ const char* kCheckUsage =
     "  file: #id Type.Attribute: rule: expected ..., found ...\n"
     "The rules: required attribute (unset), aggregate bounds, admitted type (of a\n"
     "referenced instance; reported by reading already), inverse bounds (an element in\n"
-    "two spatial containers, say), unique GlobalId. Exit status 1 if there is any.\n";
+    "two spatial containers, say), unique GlobalId, GlobalId form (22 characters of the\n"
+    "IFC base-64 alphabet, the first 0 to 3). Exit status 1 if there is any.\n";
 const char* kConvertUsage =
     "usage: qdifc convert IN OUT [--any-schema]\n"
     "\n"

@@ -24,8 +24,7 @@ using QD_SDAI::QdSpfFilerBase;
 
 inline void readGuid(QD_SDAI::QdIfcGUID& member, QdSpfFilerBase* filer, bool comma) {
   char buffer[QD_SDAI::QdIfcGUID::kLength + 2];
-  filer->rdLimitedString(buffer, QD_SDAI::QdIfcGUID::kLength, false, comma);
-  if (buffer[0]) member = buffer;
+  if (filer->rdLimitedString(buffer, QD_SDAI::QdIfcGUID::kLength, false, comma) == QD::eOk) member = buffer;
 }
 inline void writeGuid(const QD_SDAI::QdIfcGUID& member, QdSpfFilerBase* filer, bool comma) {
   filer->wrLimitedString(member.constStr(), QD_SDAI::QdIfcGUID::kLength, false, comma);
@@ -50,8 +49,11 @@ void writeEnum(const E& member, QdSpfFilerBase* filer, bool optional, bool comma
 // ---- aggregates -----------------------------------------------------------------
 
 // The flat reader: "$" leaves the aggregate nil, "()" empty; a bare element where the
-// list belongs is taken as the one element; a bad element ends the list with what was
-// read. The elements are gathered in one array and stored in one step.
+// list belongs is taken as the one element. An element that does not read leaves the
+// aggregate nil, as "$" would: the elements before it are not the list the file held
+// (a point would lose a coordinate, a face set triangles), so none of them is kept;
+// reading goes on after the list's ')' and the result is eInvalidInput. The elements
+// are gathered in one array and stored in one step.
 template <class T>
 QD::ErrorStatus readFlat(QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer, bool comma) {
   QD_SDAI::QdSpfReadHelper* helper = filer->readHelper();
@@ -61,25 +63,21 @@ QD::ErrorStatus readFlat(QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer, bool
   QD_SDAI::QdIfcArray<T> elements;
   if (!helper->skipUntilRet('(')) {
     T e{};
-    if (filer->rdPrimitive(e, false) == QD::eOk) {
-      elements.append(e);
-      if (helper->skipUntilRet(')')) helper->stream().seek(1, 2);  // the record's own ')'
-      QD_SDAI::qdIfcAssignAggr(member, elements);
-      return QD::eOk;
-    }
-    helper->ignoreParamter(false);
+    if (filer->rdPrimitive(e, false) != QD::eOk) return QD::eInvalidInput;
+    elements.append(e);
+    if (helper->skipUntilRet(')')) helper->stream().seek(1, 2);  // the record's own ')'
+    QD_SDAI::qdIfcAssignAggr(member, elements);
+    return QD::eOk;
   }
   if (helper->skipUntilRet(')')) {
     member.createEmpty();
     return QD::eOk;
   }
-  // A bad element ends the list: the elements before it are kept, and reading goes on
-  // after the list's ')', so that the fields after it are read in their places.
   for (bool first = true; first || !helper->skipUntilRet(')'); first = false) {
     T e{};
     if (filer->rdPrimitive(e, !first) != QD::eOk) {
       filer->skipRestOfList();
-      break;
+      return QD::eInvalidInput;
     }
     elements.append(e);
   }
@@ -231,7 +229,7 @@ inline void writeBinary(QdSpfFilerBase* filer, bool comma) {
 template <class T>
 QD::ErrorStatus readMemberList(const QD_SDAI::QdIfcSelect& select, QdSpfFilerBase* filer) {
   QD_SDAI::QdIfcAggr* aggregate = nullptr;
-  if (select.getAggr(aggregate) && aggregate) readFlat<T>(*aggregate, filer, false);
+  if (select.getAggr(aggregate) && aggregate) return readFlat<T>(*aggregate, filer, false);
   return QD::eOk;
 }
 template <class T>

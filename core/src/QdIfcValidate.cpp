@@ -26,6 +26,7 @@ const char* qdIfcRuleName(QdIfcRule rule) noexcept {
     case kRuleAdmittedType: return "admitted type";
     case kRuleInverseBounds: return "inverse bounds";
     case kRuleUniqueGlobalId: return "unique GlobalId";
+    case kRuleGlobalIdForm: return "GlobalId form";
     default: return "rule";
   }
 }
@@ -160,6 +161,27 @@ bool referenceIn(const QdIfcVariant& v, QdDbObjectId& out) {
   return false;
 }
 
+// What is wrong with a GlobalId that is not well formed: its length, else its first
+// character, else the first character outside the alphabet.
+std::string guidFault(std::string_view text) {
+  if (text.size() != static_cast<size_t>(QdIfcGUID::kLength))
+    return std::to_string(text.size()) + (text.size() == 1 ? " character" : " characters");
+  if (text[0] < '0' || text[0] > '3') return std::string("first character '") + text[0] + "'";
+  static constexpr std::string_view kAlphabet = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_$";
+  for (size_t i = 0; i < text.size(); ++i)
+    if (kAlphabet.find(text[i]) == std::string_view::npos)
+      return std::string("character '") + text[i] + "' at " + std::to_string(i + 1);
+  return "not well formed";
+}
+
+// An array has as many elements as its index range; a set or list needs at least
+// its lower bound.
+bool asksForElements(const QdIfcAggregationType* type) {
+  if (type->aggregationType() == QdIfcAggregationType::kArray) return true;
+  const int lower = boundOf(type->lowerBound());
+  return !Consts::isUnset(lower) && lower > 0;
+}
+
 std::string countText(int n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
 }
@@ -171,7 +193,8 @@ class Validator {
   std::vector<QdIfcFinding> run() {
     const QdIfcSchema* schema = m_model.schema();
     if (!schema) return {};
-    const QdIfcEntityType* root = (m_rules & kRuleUniqueGlobalId) ? schema->findEntityType("IfcRoot") : nullptr;
+    const QdIfcEntityType* root =
+        (m_rules & (kRuleUniqueGlobalId | kRuleGlobalIdForm)) ? schema->findEntityType("IfcRoot") : nullptr;
     static const QdAnsiString kGlobalId("GlobalId");
     m_model.forEach([&](const QdDbObjectId& id, QdIfcEntityBase* object) {
       const QdIfcEntityType* type = object->getInstanceType();
@@ -198,14 +221,17 @@ class Validator {
   }
 
   void checkExplicit(const QdIfcEntityBase& object, const ExplicitCheck& c) {
-    // An aggregate read from "()" is empty, not unset: only a nil one has no value.
+    // An aggregate without elements is judged as a file holds it: an optional one is
+    // written "$" and a required one "()" whether it is nil or empty, so both count
+    // as no value, and a required one is a finding where its type asks for elements.
     QdIfcVariant v;
     QdIfcAggr* aggregate = nullptr;
     const bool set = c.aggregate
-                         ? object.getAttr(c.name, v) && v.getValue(aggregate) && aggregate && !aggregate->isNil()
+                         ? object.getAttr(c.name, v) && v.getValue(aggregate) && aggregate && aggregate->count() > 0
                          : object.testAttr(c.name);
     if (!set) {
-      if (c.required && (m_rules & kRuleRequired)) add(kRuleRequired, c.display, "a value", "none");
+      if (c.required && (m_rules & kRuleRequired) && (!c.aggregate || asksForElements(c.aggregate)))
+        add(kRuleRequired, c.display, "a value", aggregate && !aggregate->isNil() ? "an empty list" : "none");
       return;
     }
     if (aggregate) {
@@ -301,11 +327,15 @@ class Validator {
     std::string text;
     if (const QdIfcGUID* guid = v.ptr<QdIfcGUID>()) {
       text = guid->view();
+      if ((m_rules & kRuleGlobalIdForm) && !guid->isWellFormed())
+        add(kRuleGlobalIdForm, "GlobalId", "22 characters of the IFC base-64 alphabet, the first one 0 to 3",
+            "'" + text + "' (" + guidFault(text) + ")");
     } else {
       QdAnsiString other;
       if (!v.getValue(other)) return;
       text = other.constStr();
     }
+    if (!(m_rules & kRuleUniqueGlobalId)) return;
     auto [at, fresh] = m_globalIds.emplace(std::move(text), m_id);
     if (!fresh)
       add(kRuleUniqueGlobalId, "GlobalId", "a GlobalId of its own",

@@ -320,7 +320,9 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
 }
 
 QD::ErrorStatus QdSpfFilerBase::rdLimitedString(char* buffer, int length, bool, bool comma) {
-  buffer[0] = '\0';
+  // "$" and a field that does not read leave the unset text; '' is a value with no
+  // characters.
+  std::memcpy(buffer, Consts::QdStringUnset, Consts::QdStringUnsetLength + 1);
   if (!enterField(comma)) return QD::eInvalidInput;
   if (takeUnset()) return QD::eOk;
   const char* at = m_p;
@@ -488,10 +490,14 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
       break;
     }
     case kQdTypeEnumeration:
-    case kQdTypeAggregate:
+    case kQdTypeAggregate: {
+      // A list member whose element does not read has reported that element already.
+      const size_t before = m_problems.size();
       status = value.readTypedField(keyword, this);
-      if (status != QD::eOk) problemAt(at, "a value of " + std::string(keyword.constStr()), sampleAt(at));
+      if (status != QD::eOk && m_problems.size() == before)
+        problemAt(at, "a value of " + std::string(keyword.constStr()), sampleAt(at));
       break;
+    }
     default: status = wrongKind("a value"); break;
   }
   // A typed value that could not be read leaves the select unset, not holding the
@@ -653,7 +659,7 @@ void QdSpfFilerBase::wrQdAnsiString(const QdAnsiString& value, bool, bool comma)
 
 void QdSpfFilerBase::wrLimitedString(const char* value, int length, bool, bool comma) {
   fieldComma(comma);
-  if (!value || !*value) {
+  if (!value || std::strcmp(value, Consts::QdStringUnset) == 0) {
     m_out.push_back('$');
     return;
   }

@@ -17,14 +17,27 @@ QdIfcException::~QdIfcException() = default;
 QdIfcGUID& QdIfcGUID::operator=(const char* text) noexcept {
   clear();
   if (!text || (static_cast<unsigned char>(text[0]) == 0xFF && text[1] == '\0')) return *this;
+  m_text[0] = '\0';
   for (int i = 0; i < kLength && text[i]; ++i) m_text[i] = text[i];
   return *this;
+}
+
+namespace {
+constexpr char kGuidAlphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_$";
+}
+
+bool QdIfcGUID::isWellFormed() const noexcept {
+  if (!isSet() || std::strlen(m_text) != static_cast<size_t>(kLength)) return false;
+  if (m_text[0] < '0' || m_text[0] > '3') return false;
+  for (int i = 0; i < kLength; ++i)
+    if (!std::memchr(kGuidAlphabet, m_text[i], sizeof kGuidAlphabet - 1)) return false;
+  return true;
 }
 
 QdIfcGUID QdIfcGUID::generate() {
   // 128 random bits (version 4), written as 22 characters of the IFC base-64
   // alphabet: 2 bits first, then 21 groups of 6.
-  static constexpr char kAlphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_$";
+  const char* const kAlphabet = kGuidAlphabet;
   thread_local std::mt19937_64 rng{std::random_device{}()};
   uint64_t hi = rng(), lo = rng();
   hi = (hi & ~0xF000ull) | 0x4000ull;

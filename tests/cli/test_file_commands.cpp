@@ -87,3 +87,21 @@ TEST(FileCommands, ExitWithZeroOneOrTwo) {
   fs::remove(out);
   fs::remove(out + ".2");
 }
+
+// ramp.ifc gives its project and its site '' as GlobalId: a value, shown, written back
+// and checked as the file has it.
+TEST(FileCommands, AnEmptyGlobalIdIsShownWrittenAndCheckedAsTheFileHasIt) {
+  const fs::path ramp = kCorpus / "ifc4" / "ramp.ifc";
+  if (!fs::exists(ramp)) GTEST_SKIP() << "no sample file at " << ramp;
+  CommandResult show = qdifc("show " + ramp.string() + " '#2'");
+  EXPECT_NE(show.out.find("  GlobalId = ''\n"), std::string::npos) << show.out;
+  const std::string out = (fs::temp_directory_path() / "qdifc_ramp_test.ifc").string();
+  qdifc("convert " + ramp.string() + " " + out);
+  CommandResult written = qdifc("show " + out + " '#17'");
+  EXPECT_NE(written.out.find("  GlobalId = ''\n"), std::string::npos) << written.out;
+  CommandResult check = qdifc("check " + out);
+  EXPECT_NE(check.out.find("#2 IfcProject.GlobalId: GlobalId form: expected 22 characters"), std::string::npos)
+      << check.out;
+  EXPECT_EQ(check.out.find("GlobalId: required attribute"), std::string::npos) << check.out;
+  fs::remove(out);
+}

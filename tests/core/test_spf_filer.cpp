@@ -159,16 +159,25 @@ TEST(SpfFiler, WritesFieldsWithTheirCommasAndUnsetValues) {
 
 TEST(SpfFiler, FixedLengthTextNeverComesBackCutOrUnquoted) {
   // A GlobalId literal longer than its 22 characters is reported and left unset:
-  // cutting it would split the '' escape and make a literal that never closes.
-  Reader r("'0" + std::string(40, '\'') + "X','2O2Fr$t4X7Zf8NOew3FLOH'");
-  char cut[24] = "x", kept[24] = "";
+  // cutting it would split the '' escape and make a literal that never closes. ''
+  // is a text with no characters, $ the unset text.
+  Reader r("'0" + std::string(40, '\'') + "X','2O2Fr$t4X7Zf8NOew3FLOH','',$");
+  char cut[24] = "x", kept[24] = "", empty[24] = "x", unset[24] = "x";
   EXPECT_NE(r.filer.rdLimitedString(cut, 22, false, false), QD::eOk);
-  EXPECT_STREQ(cut, "");
+  EXPECT_STREQ(cut, Consts::QdStringUnset);
   ASSERT_EQ(r.filer.problems().size(), 1u);
   EXPECT_EQ(r.filer.problems()[0].offset, 0u);
   EXPECT_EQ(r.filer.problems()[0].found, "42 characters");
   EXPECT_EQ(r.filer.rdLimitedString(kept, 22, false, true), QD::eOk);
   EXPECT_STREQ(kept, "2O2Fr$t4X7Zf8NOew3FLOH");
+  EXPECT_EQ(r.filer.rdLimitedString(empty, 22, false, true), QD::eOk);
+  EXPECT_STREQ(empty, "");
+  EXPECT_EQ(r.filer.rdLimitedString(unset, 22, false, true), QD::eOk);
+  EXPECT_STREQ(unset, Consts::QdStringUnset);
+  QdSpfFilerBase limited;
+  limited.wrLimitedString("", 22, false, false);
+  limited.wrLimitedString(Consts::QdStringUnset, 22, false, true);
+  EXPECT_EQ(limited.text(), "'',$");
 
   // Text a program put in (not in transported form) still makes closed literals:
   // a lone apostrophe is doubled, one already doubled is not, the apostrophe after

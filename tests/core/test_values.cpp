@@ -134,6 +134,12 @@ TEST(QdIfcGUID, UnsetTextAndTruncation) {
   EXPECT_FALSE(g.isSet());
   QdIfcGUID copy(g);
   EXPECT_EQ(copy, g);
+  g = "";
+  EXPECT_TRUE(g.isSet()) << "'' is an id with no characters";
+  EXPECT_STREQ(g.constStr(), "");
+  EXPECT_FALSE(g == copy);
+  EXPECT_FALSE(g.isWellFormed());
+  EXPECT_TRUE(QdIfcGUID("3zzzzzzzzzzzzzzzzzzz$_").isWellFormed());
 }
 
 TEST(QdIfcGUID, GeneratedIdsAreWellFormedAndDistinct) {

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
 #include <fstream>
 #include <functional>
@@ -258,6 +259,16 @@ TEST_F(Fields, ParameterListsReadBack) {
       {"$ for an exponent", [] { return new IfcDimensionalExponents; }, "1,$,-2,0,0,0,3", "1,$,-2,0,0,0,3"},
       {"a GUID longer than 22 characters: reported, unset, the rest read", [] { return new IfcPropertySet; },
        "'2O2Fr$t4X7Zf8NOew3FLOHXYZ',#4,'N',$,(#8,#7)", "$,#4,'N',$,(#7,#8)", true},
+      {"'' is a GUID with no characters, not an unset one", [] { return new IfcPropertySet; }, "'',#4,'N',$,(#7)",
+       "'',#4,'N',$,(#7)"},
+      {"a list whose last element does not read keeps none of it", [] { return new IfcCartesianPoint; },
+       "(1.,2.,1.#INF)", "()", true},
+      {"nor one whose first element does not", [] { return new IfcPolyline; }, "('x',#2)", "()", true},
+      {"nor a bare element that does not read", [] { return new IfcCartesianPoint; }, "'x'", "()", true},
+      {"an optional list left unset is written $", [] { return new IfcTriangulatedFaceSet; },
+       "#1,$,.T.,((1,2,3)),((1,2,3))", "#1,$,.T.,((1,2,3)),$", true},
+      {"a list of lists whose inner element does not read", [] { return new IfcCartesianPointList3D; },
+       "((0.,0.,0.),(1.,'x',2.))", "()", true},
       {"a bare element where the list belongs, before the record's end", [] { return new IfcPolyline; }, "#12",
        "(#12)"},
       {"a list replaces what the aggregate held", threePoints, "(#7)", "(#7)"},
@@ -312,6 +323,43 @@ TEST_F(Fields, EmptyAndAbsentListsStayApart) {
   IfcCartesianPointList3D broken;
   read(broken, "((1.,2.,3.),(4.,", &rest);
   EXPECT_TRUE(broken.getCoordList().isNil()) << "a list of lists that ends the file is not kept";
+
+  // A list with an element that does not read is unset, as "$" makes it, also where
+  // the instance held a list before; the fields after it are read in their places.
+  IfcTriangulatedFaceSet faces;
+  read(faces, "#1,$,.T.,((1,2,3)),(7))");
+  ASSERT_EQ(faces.getPnIndex().count(), 1);
+  EXPECT_NE(read(faces, "#1,$,.T.,((1,2,3)),(7,.T.))", &rest), "");
+  EXPECT_TRUE(faces.getPnIndex().isNil());
+  EXPECT_EQ(faces.getCoordIndex().count(), 1);
+  EXPECT_EQ(rest, ")");
+}
+
+TEST_F(Fields, ATypedListThatDoesNotReadIsOneProblemAndNoValue) {
+  IfcPropertySingleValue single;
+  std::string rest;
+  const std::string problems = read(single, "'p',$,IFCCOMPLEXNUMBER((1.,'x')),$)", &rest);
+  EXPECT_EQ(std::count(problems.begin(), problems.end(), '\n'), 1) << problems;
+  EXPECT_EQ(written(single), "'p',$,$,$");
+  EXPECT_EQ(rest, ")");
+}
+
+// Code written with the handle array spelled out in full, as the select setters and
+// the typed accessors document it, compiles against the classes: it is one type.
+TEST_F(Fields, HandleArraysSpelledInFullAreTheOneHandleArray) {
+  using Handles = QdIfcArray<QdDbObjectId, QdIfcArrayObjectCopyReallocator<QdDbObjectId>>;
+  Handles handles;
+  handles.append(id(7));
+  handles.append(id(8));
+  IfcPropertySetDefinitionSelect select;
+  select.setIfcPropertySetDefinitionSet(handles);
+  IfcRelContainedInSpatialStructure contained;
+  contained.setRelatedElements(handles);
+  Handles out;
+  contained.getRelatedElements(out);
+  EXPECT_EQ(out, handles);
+  QdIfcVariant v(handles);
+  EXPECT_EQ(v.type(), &QdIfcVariantType::Desc<QdIfcArray<QdDbObjectId>>::value());
 }
 
 TEST_F(Fields, SelectsAnswerForTheirTypedMembersOnly) {

@@ -79,10 +79,29 @@ TEST_F(Validation, RequiredAttributesLeftUnset) {
       "#26=IFCGEOMETRICSET(());\n"
       "#27=IFCGEOMETRICSET($);\n",
       kRuleRequired);
+  // A required set or list without elements is written "()" whether it was read from
+  // "()" or "$", so both are findings where the type asks for elements.
   EXPECT_EQ(lines, (Lines{"#20 IfcWall.GlobalId: required attribute: expected a value, found none",
                           "#22 IfcPolyline.Points: required attribute: expected a value, found none",
-                          // "()" is a value, if one without elements; "$" is none.
+                          "#26 IfcGeometricSet.Elements: required attribute: expected a value, found an empty list",
                           "#27 IfcGeometricSet.Elements: required attribute: expected a value, found none"}));
+}
+
+TEST_F(Validation, GlobalIdsOfTheWrongForm) {
+  // '' is a GlobalId, if a wrong one: a finding of its own rule, not of "required".
+  Lines lines = check(
+      "#70=IFCWALL('0JhmbMxDr3dAS7s4fh3Z5D',$,$,$,$,$,$,$,$);\n"
+      "#71=IFCWALL('',$,$,$,$,$,$,$,$);\n"
+      "#72=IFCWALL('0JhmbMxDr3dAS7s4fh3Z5',$,$,$,$,$,$,$,$);\n"
+      "#73=IFCWALL('0JhmbMxDr3dAS7s4fh3Z-D',$,$,$,$,$,$,$,$);\n"
+      "#74=IFCWALL('4JhmbMxDr3dAS7s4fh3Z5D',$,$,$,$,$,$,$,$);\n"
+      "#75=IFCWALL('3zzzzzzzzzzzzzzzzzzz$_',$,$,$,$,$,$,$,$);\n",
+      kRuleRequired | kRuleGlobalIdForm);
+  const std::string rule = "GlobalId form: expected 22 characters of the IFC base-64 alphabet, the first one 0 to 3, ";
+  EXPECT_EQ(lines, (Lines{"#71 IfcWall.GlobalId: " + rule + "found '' (0 characters)",
+                          "#72 IfcWall.GlobalId: " + rule + "found '0JhmbMxDr3dAS7s4fh3Z5' (21 characters)",
+                          "#73 IfcWall.GlobalId: " + rule + "found '0JhmbMxDr3dAS7s4fh3Z-D' (character '-' at 21)",
+                          "#74 IfcWall.GlobalId: " + rule + "found '4JhmbMxDr3dAS7s4fh3Z5D' (first character '4')"}));
 }
 
 TEST_F(Validation, AggregateBoundsOuterAndNested) {
@@ -178,24 +197,23 @@ TEST_F(Validation, AModelMadeInMemoryIsCheckedAlike) {
 // The findings of the sample files, each looked up in the file by hand: SampleHouse
 // has 15 extrusions with two styled items each; the space boundaries of haus lack the
 // element they bound, which IFC4 made mandatory; ramp's project and site have '' as
-// GlobalId; the others are files broken on purpose, where a value that did not read
-// leaves its attribute empty or unset. Every other sample file has none.
+// GlobalId (wrong in form, and the same); the others are files broken on purpose, where
+// a value that did not read leaves its attribute unset. Every other sample file has none.
 TEST_F(Validation, SampleFilesGiveTheirRealFindingsAndNoOthers) {
   const std::filesystem::path corpus = std::filesystem::path(QDIFC_TEST_CORPUS_DIR) / "ifc4";
   if (!std::filesystem::is_directory(corpus)) GTEST_SKIP() << "no sample files at " << corpus;
   const std::map<std::string, std::map<std::string, int>> expected = {
-      {"FormallyIllegalFile.ifc", {{"IfcCartesianPoint.Coordinates: aggregate bounds", 1}}},
+      {"FormallyIllegalFile.ifc", {{"IfcCartesianPoint.Coordinates: required attribute", 1}}},
       {"ISSUE_005_haus.ifc", {{"IfcRelSpaceBoundary.RelatedBuildingElement: required attribute", 5}}},
       {"Ifc4_SampleHouse.ifc", {{"IfcExtrudedAreaSolid.StyledByItem: inverse bounds", 15}}},
       {"Ifc4_SampleHouse_0_GroundFloor.ifc", {{"IfcExtrudedAreaSolid.StyledByItem: inverse bounds", 15}}},
-      {"IfcTriangulatedFaceSet.ifc",
-       {{"IfcApplication.ApplicationIdentifier: required attribute", 1},
-        {"IfcTriangulatedFaceSet.PnIndex: aggregate bounds", 1}}},
+      {"IfcTriangulatedFaceSet.ifc", {{"IfcApplication.ApplicationIdentifier: required attribute", 1}}},
       {"InvalidContentFC4.ifc", {{"IfcApplication.ApplicationFullName: required attribute", 1}}},
       {"ramp.ifc",
        {{"IfcApplication.ApplicationIdentifier: required attribute", 1},
-        {"IfcProject.GlobalId: required attribute", 1},
-        {"IfcSite.GlobalId: required attribute", 1}}},
+        {"IfcProject.GlobalId: GlobalId form", 1},
+        {"IfcSite.GlobalId: GlobalId form", 1},
+        {"IfcSite.GlobalId: unique GlobalId", 1}}},
   };
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(corpus)) {

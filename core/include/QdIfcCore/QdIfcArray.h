@@ -42,19 +42,28 @@ struct QdIfcArrayObjectCopyReallocator {
     return p;
   }
   static void move(T* to, T* from, int n) {
-    for (int i = 0; i < n; ++i) to[i] = std::move(from[i]);
+    if constexpr (std::is_trivially_copyable_v<T>) {
+      // Handles: assignment is a copy of the bytes.
+      if (n > 0) std::memcpy(static_cast<void*>(to), from, sizeof(T) * static_cast<size_t>(n));
+    } else {
+      for (int i = 0; i < n; ++i) to[i] = std::move(from[i]);
+    }
   }
   static void destroy(T* p, int n) {
-    for (int i = 0; i < n; ++i) p[i].~T();
+    if constexpr (!std::is_trivially_destructible_v<T>)
+      for (int i = 0; i < n; ++i) p[i].~T();
   }
   static void release(T* p) { ::operator delete(p); }
   static void constructRange(T*, int, int) {}
 };
 
+// Numbers, pointers and enumerations move as raw bytes; everything else, handles
+// included, by the object-copy rule, so that QdIfcArray<QdDbObjectId> is the one type
+// QdIfcArray<QdDbObjectId, QdIfcArrayObjectCopyReallocator<QdDbObjectId>>.
 template <class T>
 using QdIfcArrayDefaultReallocator =
-    std::conditional_t<std::is_trivially_copyable_v<T>, QdIfcArrayMemCopyReallocator<T>,
-                       QdIfcArrayObjectCopyReallocator<T>>;
+    std::conditional_t<std::is_arithmetic_v<T> || std::is_pointer_v<T> || std::is_enum_v<T>,
+                       QdIfcArrayMemCopyReallocator<T>, QdIfcArrayObjectCopyReallocator<T>>;
 
 template <class T, class R = QdIfcArrayDefaultReallocator<T>>
 class QdIfcArray {

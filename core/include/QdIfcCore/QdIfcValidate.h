@@ -8,6 +8,8 @@
 //   inverse bounds       an inverse attribute has fewer or more relationships than its
 //                        bounds allow (an element in two spatial containers, say)
 //   unique GlobalId      two instances of IfcRoot share a GlobalId
+//   GlobalId form        a GlobalId that is not 22 characters of the IFC base-64
+//                        alphabet with a first character 0 to 3 ('' among them)
 //
 // Each finding names the instance, the attribute and the rule, with what the rule
 // expected and what the model holds. Inverse attributes are read as they stand, so a
@@ -31,7 +33,8 @@ enum QdIfcRule : unsigned {
   kRuleAdmittedType = 1u << 2,
   kRuleInverseBounds = 1u << 3,
   kRuleUniqueGlobalId = 1u << 4,
-  kAllRules = (1u << 5) - 1,
+  kRuleGlobalIdForm = 1u << 5,
+  kAllRules = (1u << 6) - 1,
 };
 
 struct QdIfcFinding {
