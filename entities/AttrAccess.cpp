@@ -40,7 +40,9 @@ EnumInput enumSource(const QdIfcVariant& value, const EnumTable& table, int& out
 }
 
 void addInverse(QD_SDAI::QdIfcSetAggr<QdDbObjectId>& inverse, const QdDbObjectId& self) {
-  if (QD_SDAI::QdIfcInverseBatch* batch = QD_SDAI::QdIfcInverseBatch::current()) {
+  // While the model links in bulk, the addition goes to the batch it was given.
+  const QD_SDAI::QdIfcModel* model = self.model();
+  if (QD_SDAI::QdIfcInverseBatch* batch = model ? model->inverseBatch() : nullptr) {
     batch->defer(inverse, self);
     return;
   }

@@ -4,18 +4,7 @@
 
 namespace QD_SDAI {
 
-namespace {
-thread_local QdIfcInverseBatch* t_current = nullptr;
-}
-
-QdIfcInverseBatch::QdIfcInverseBatch() noexcept : m_previous(t_current) { t_current = this; }
-
-QdIfcInverseBatch::~QdIfcInverseBatch() {
-  flush();
-  t_current = m_previous;
-}
-
-QdIfcInverseBatch* QdIfcInverseBatch::current() noexcept { return t_current; }
+QdIfcInverseBatch::~QdIfcInverseBatch() { flush(); }
 
 void QdIfcInverseBatch::flush() {
   if (m_pending.empty()) return;

@@ -151,8 +151,20 @@ size_t QdIfcModel::bookkeepingBytes() const noexcept {
 
 void QdIfcModel::setInverseCounterParts() {
   QdIfcInverseBatch batch;
-  forEach([](const QdDbObjectId&, QdIfcEntityBase* object) { object->setInverseCounterParts(); });
+  setInverseCounterParts(batch);
   batch.flush();
+}
+
+void QdIfcModel::setInverseCounterParts(QdIfcInverseBatch& batch) {
+  // The batch is the model's while its instances link, and no longer, also when a link
+  // throws.
+  struct Lend {
+    QdIfcInverseBatch*& slot;
+    QdIfcInverseBatch* const previous;
+    ~Lend() { slot = previous; }
+  } lend{m_inverseBatch, m_inverseBatch};
+  m_inverseBatch = &batch;
+  forEach([](const QdDbObjectId&, QdIfcEntityBase* object) { object->setInverseCounterParts(); });
 }
 
 }  // namespace QD_SDAI

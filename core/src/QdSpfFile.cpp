@@ -6,9 +6,13 @@
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdIfcVariant.h>
+#include <QdIfcCore/QdSpfRecordIndex.h>
+
+#include "SpfLexis.h"
 
 #include <strings.h>
 #include <algorithm>
+#include <cassert>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -57,10 +61,6 @@ uint64_t saturatingProduct(uint64_t a, uint64_t b) noexcept {
 }
 uint64_t saturatingAdd(uint64_t a, uint64_t b) noexcept { return a + b < a ? UINT64_MAX : a + b; }
 
-bool isWordChar(char c) noexcept {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
-}
-
 // The record reader: the keywords and frames of the file around the parameter
 // lists, which the filer reads.
 class Loader {
@@ -68,6 +68,7 @@ class Loader {
   Loader(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options, QdIfcLoadReport& report)
       : m_model(model),
         m_filer(bytes.data(), bytes.data() + bytes.size(), &model),
+        m_builder(m_index, bytes, options.limits, &m_filer.problems()),
         m_options(options),
         m_report(report),
         m_heapAtStart(heapInUse()),
@@ -108,7 +109,7 @@ class Loader {
     const char* p = m_filer.position();
     size_t n = std::strlen(w);
     if (static_cast<size_t>(m_filer.end() - p) < n || strncasecmp(p, w, n) != 0) return false;
-    if (p + n < m_filer.end() && isWordChar(p[n])) return false;
+    if (p + n < m_filer.end() && spf::isWordChar(p[n])) return false;
     m_filer.setPosition(p + n);
     return true;
   }
@@ -116,7 +117,7 @@ class Loader {
     m_filer.peek();
     const char* p = m_filer.position();
     const char* q = p;
-    while (q < m_filer.end() && isWordChar(*q)) ++q;
+    while (q < m_filer.end() && spf::isWordChar(*q)) ++q;
     m_filer.setPosition(q);
     return std::string_view(p, static_cast<size_t>(q - p));
   }
@@ -168,8 +169,10 @@ class Loader {
     expect(';');
     QdSpfHeaderSection& h = m_model.header();
     while (m_filer.peek() != '\0' && !keyword("ENDSEC")) {
-      const char* recordEnd = nullptr;
-      if (!m_filer.measureRecord(m_options.limits, recordEnd)) {
+      spf::Breach breach;
+      const char* recordEnd = spf::measureRecord(m_filer.position(), m_filer.end(), m_options.limits, breach);
+      if (breach.at) {
+        m_filer.problemAt(breach.at, std::move(breach.expected), std::move(breach.found));
         m_filer.setPosition(recordEnd);
         continue;
       }
@@ -208,17 +211,20 @@ class Loader {
     return true;
   }
 
-  const QdIfcEntityType* typeNamed(std::string_view name) {
-    auto found = m_types.find(name);
-    if (found != m_types.end()) return found->second;
-    const QdIfcEntityType* type = nullptr;
-    if (const QdIfcSchema* schema = m_model.schema()) {
-      const DictionaryInstance* d = schema->entityTypes().find(name);
-      const QdIfcNameType* n = d ? d->asNameType() : nullptr;
-      type = n ? n->asEntityType() : nullptr;
+  // The entity type of the index's type name number, looked up (in any case) the first
+  // time the number comes.
+  const QdIfcEntityType* typeOf(uint32_t number, std::string_view name) {
+    if (number >= m_types.size()) m_types.resize(number + 1);
+    TypeLookup& t = m_types[number];
+    if (!t.done) {
+      t.done = true;
+      if (const QdIfcSchema* schema = m_model.schema()) {
+        const DictionaryInstance* d = schema->entityTypes().find(name);
+        const QdIfcNameType* n = d ? d->asNameType() : nullptr;
+        t.type = n ? n->asEntityType() : nullptr;
+      }
     }
-    m_types.emplace(name, type);
-    return type;
+    return t.type;
   }
 
   // Whether the heap has grown past the budget since the load began; if so, one
@@ -235,103 +241,72 @@ class Loader {
     return true;
   }
 
+  // The records of a DATA section, each indexed and then read from its range at once,
+  // while its bytes are in cache; the index's problems come in order among the reader's.
   void data() {
     const uint64_t total = static_cast<uint64_t>(m_filer.end() - m_filer.begin());
-    const char* checked = m_filer.position();
+    m_builder.setPosition(static_cast<uint64_t>(m_filer.position() - m_filer.begin()));
+    uint64_t checked = m_builder.position();
     for (uint64_t n = 0;; ++n) {
-      if (m_options.progress && (n & 0xFFFF) == 0)
-        m_options.progress(static_cast<uint64_t>(m_filer.position() - m_filer.begin()), total);
+      m_filer.setPosition(m_filer.begin() + m_builder.position());
+      if (m_options.progress && (n & 0xFFFF) == 0) m_options.progress(m_builder.position(), total);
       // The heap is looked at every 1,024 records and every 64 KiB.
-      if ((n & 1023) == 0 || m_filer.position() - checked >= 65536) {
-        checked = m_filer.position();
+      if ((n & 1023) == 0 || m_builder.position() - checked >= 65536) {
+        checked = m_builder.position();
         if (overBudget()) return;
       }
-      char c = m_filer.peek();
-      if (c == '\0') {
-        m_filer.problem("ENDSEC;", "the end of the file");
+      const QdSpfRecordIndex::Step step = m_builder.next();
+      m_filer.beginRecord(m_builder.instance());
+      if (step == QdSpfRecordIndex::Step::kRecord) {
+        const size_t i = m_index.size() - 1;
+        if (!record(m_index.records()[i])) m_unread.push_back(i);
+      } else if (step != QdSpfRecordIndex::Step::kSkipped) {
+        m_filer.setPosition(m_filer.begin() + m_builder.position());
         return;
       }
-      if (c != '#') {
-        if (keyword("ENDSEC")) {
-          expect(';');
-          return;
-        }
-        m_filer.beginRecord(0);
-        m_filer.problem("a record #n=...;", m_filer.sampleAt(m_filer.position()));
-        skipRecord();
-        continue;
-      }
-      record();
     }
   }
 
-  void record() {
-    const char* start = m_filer.position();
-    uint64_t id = 0;
+  // Reads an indexed record into a new instance; false if none was made.
+  bool record(const QdSpfRecordIndex::Record& r) {
+    const char* start = m_filer.begin() + r.begin;
+    const char* recordEnd = start + r.length;
     const char* p = start + 1;
-    bool overflow = false;
-    while (p < m_filer.end() && *p >= '0' && *p <= '9') {
-      const uint64_t digit = static_cast<uint64_t>(*p - '0');
-      if (id > (UINT64_MAX - digit) / 10) overflow = true;
-      id = id * 10 + digit;
-      ++p;
-    }
-    m_filer.beginRecord(overflow ? 0 : id);
-    const char* recordEnd = nullptr;
-    if (!m_filer.measureRecord(m_options.limits, recordEnd)) {
-      // Over a limit: the problem is recorded, the bytes are not read.
-      m_filer.setPosition(recordEnd);
-      return;
-    }
-    m_filer.setPosition(p);
-    // The record is read within its own bytes, whatever its parameters look like.
-    m_filer.confine(recordEnd);
-    readRecord(start, p, id, overflow);
-    m_filer.confine(nullptr);
-    if (m_filer.position() < recordEnd) m_filer.setPosition(recordEnd);
+    while (p < recordEnd && spf::isDigit(*p)) ++p;
+    m_filer.beginRecord(r.id, p, recordEnd);
+    const bool made = readRecord(start, r);
+    m_filer.endRecord();
+    return made;
   }
 
-  void readRecord(const char* start, const char* p, uint64_t id, bool overflow) {
-    if (id == 0 || overflow || p == start + 1) {
-      m_filer.problemAt(start, "an instance name #1 to #18446744073709551615", m_filer.sampleAt(start));
-      skipRecord();
-      return;
-    }
-    if (!expect('=')) {
-      skipRecord();
-      return;
-    }
+  // What follows "#id" up to the ';', the filer bound to the record's bytes. A record
+  // that is not read ends here: the builder is past it already.
+  bool readRecord(const char* start, const QdSpfRecordIndex::Record& r) {
+    if (!expect('=')) return false;
     if (m_filer.peek() == '(') {
       m_filer.problem("a simple record", "an external mapping (complex) record, which is skipped");
-      skipRecord();
-      return;
+      return false;
     }
     const char* at = m_filer.position();
     std::string_view name = word();
-    const QdIfcEntityType* type = name.empty() ? nullptr : typeNamed(name);
+    assert(name == m_index.typeName(r));  // the index reads the name by the same rules
+    const QdIfcEntityType* type = name.empty() ? nullptr : typeOf(r.type, name);
     if (!type) {
       m_filer.problemAt(at, "an IFC4 entity type", name.empty() ? m_filer.sampleAt(at) : std::string(name));
-      skipRecord();
-      return;
+      return false;
     }
     if (m_filer.peek() != '(') {
       m_filer.problem("'('", m_filer.sampleAt(m_filer.position()));
-      skipRecord();
-      return;
+      return false;
     }
     std::unique_ptr<QdIfcEntityBase> object(type->createInstance());
-    if (!object) {
-      skipRecord();
-      return;
-    }
-    QdDbObjectId handle = m_model.addInstance(object.get(), id);
+    if (!object) return false;
+    QdDbObjectId handle = m_model.addInstance(object.get(), r.id);
     if (handle.isNull()) {
-      m_filer.problemAt(start, "a new instance name", "#" + std::to_string(id) + " again");
-      skipRecord();
-      return;
+      m_filer.problemAt(start, "a new instance name", "#" + std::to_string(r.id) + " again");
+      return false;
     }
     QdIfcEntityBase* o = object.release();
-    m_recordStarts.emplace_back(id, static_cast<uint64_t>(start - m_filer.begin()));
     m_filer.setPosition(m_filer.position() + 1);
     o->inFields(&m_filer);
     ++m_counts[type];
@@ -341,16 +316,11 @@ class Loader {
       if (m_filer.peek() == ',' && !m_filer.recordEnded())
         m_filer.problem("')' after the last parameter", "more parameters");
       else if (!m_filer.recordEnded()) m_filer.problem("')'", m_filer.sampleAt(m_filer.position()));
-      skipRecord();
-      return;
+      return true;
     }
     m_filer.setPosition(m_filer.position() + 1);
-    if (m_filer.peek() == ';') {
-      m_filer.setPosition(m_filer.position() + 1);
-    } else {
-      m_filer.problem("';'", m_filer.sampleAt(m_filer.position()));
-      skipRecord();
-    }
+    if (m_filer.peek() != ';') m_filer.problem("';'", m_filer.sampleAt(m_filer.position()));
+    return true;
   }
 
   void finish() {
@@ -361,6 +331,9 @@ class Loader {
       for (uint64_t id : m_model.unresolvedIds())
         m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
     checkReferenceTypes();
+    // The index has served: its memory goes back before the links add their own.
+    m_index = QdSpfRecordIndex();
+    m_unread = std::vector<size_t>();
     if (m_options.linkInverses) m_model.setInverseCounterParts();
   }
 
@@ -369,13 +342,23 @@ class Loader {
   void checkReferenceTypes() {
     std::vector<QdIfcFinding> findings = qdIfcValidate(m_model, kRuleAdmittedType);
     if (findings.empty()) return;
-    std::sort(m_recordStarts.begin(), m_recordStarts.end());
+    // Number and offset of each record read into an instance, by number.
+    std::vector<std::pair<uint64_t, uint64_t>> starts;
+    starts.reserve(m_index.size() - m_unread.size());
+    auto unread = m_unread.begin();
+    for (size_t i = 0; i < m_index.size(); ++i) {
+      if (unread != m_unread.end() && *unread == i) {
+        ++unread;
+        continue;
+      }
+      starts.emplace_back(m_index.records()[i].id, m_index.records()[i].begin);
+    }
+    std::sort(starts.begin(), starts.end());
     for (const QdIfcFinding& f : findings) {
-      auto at = std::lower_bound(m_recordStarts.begin(), m_recordStarts.end(), std::make_pair(f.instance, uint64_t{0}));
+      auto at = std::lower_bound(starts.begin(), starts.end(), std::make_pair(f.instance, uint64_t{0}));
       m_filer.beginRecord(f.instance);
-      m_filer.problemAt(
-          at != m_recordStarts.end() && at->first == f.instance ? m_filer.begin() + at->second : m_filer.end(),
-          "a reference to " + f.expected + " in " + f.attribute, f.found);
+      m_filer.problemAt(at != starts.end() && at->first == f.instance ? m_filer.begin() + at->second : m_filer.end(),
+                        "a reference to " + f.expected + " in " + f.attribute, f.found);
     }
   }
 
@@ -401,13 +384,20 @@ class Loader {
  private:
   QdIfcModel& m_model;
   QdSpfFilerBase m_filer;
+  // The records, found by the builder one at a time as the reader asks for the next.
+  QdSpfRecordIndex m_index;
+  QdSpfRecordIndex::Builder m_builder;
   const QdIfcLoadOptions& m_options;
   QdIfcLoadReport& m_report;
-  std::unordered_map<std::string_view, const QdIfcEntityType*> m_types;
+  struct TypeLookup {
+    const QdIfcEntityType* type = nullptr;
+    bool done = false;
+  };
+  std::vector<TypeLookup> m_types;  // by the index's type name number
   std::unordered_map<const QdIfcEntityType*, uint64_t> m_counts;
-  // Number and offset of each record read into an instance, for the problems found
-  // after reading; sorted by number when first needed.
-  std::vector<std::pair<uint64_t, uint64_t>> m_recordStarts;
+  // The records of the index that were not read into an instance, in index order; the
+  // others are where the problems found after reading are told.
+  std::vector<size_t> m_unread;
   const uint64_t m_heapAtStart;
   const uint64_t m_memoryBudget;
   bool m_stopped = false;  // the memory budget ran out: the rest of the file is not read

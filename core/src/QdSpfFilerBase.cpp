@@ -8,53 +8,15 @@
 #include <QdIfcCore/QdIfcSettings.h>
 #include <QdIfcCore/TextEncodeDecode.h>
 
+#include "SpfLexis.h"
+
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
 
 namespace QD_SDAI {
-
-namespace {
-
-inline bool isBlank(char c) noexcept { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
-inline bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
-inline bool isUpperWord(char c) noexcept {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || isDigit(c) || c == '_' || c == '-';
-}
-
-// The characters that matter when a record is measured; the rest are stepped over in a
-// tight loop.
-constexpr std::array<bool, 256> kMeasured = [] {
-  std::array<bool, 256> t{};
-  for (unsigned char c : std::string_view(";'\"/(),")) t[c] = true;
-  return t;
-}();
-
-// The closing quote of a string whose text starts at p, or end. Inside the text ''
-// stands for one quote, and \S\ takes the next character as it is, a quote included.
-const char* closingQuote(const char* p, const char* end) noexcept {
-  while (p < end) {
-    char c = *p;
-    if (c == '\'') {
-      if (p + 1 < end && p[1] == '\'') {
-        p += 2;
-        continue;
-      }
-      return p;
-    }
-    if (c == '\\' && p + 3 < end && (p[1] == 'S' || p[1] == 's') && p[2] == '\\') {
-      p += 4;
-      continue;
-    }
-    ++p;
-  }
-  return end;
-}
-
-}  // namespace
 
 // ---- stream and read helper ------------------------------------------------------------
 
@@ -100,25 +62,11 @@ QdSpfFilerBase::~QdSpfFilerBase() = default;
 // ---- lexical basics ---------------------------------------------------------------
 
 char QdSpfFilerBase::peek() noexcept {
-  for (;;) {
-    while (m_p < m_end && isBlank(*m_p)) ++m_p;
-    if (m_p + 1 < m_end && m_p[0] == '/' && m_p[1] == '*') {
-      const char* close = m_p + 2;
-      while (close + 1 < m_end && !(close[0] == '*' && close[1] == '/')) ++close;
-      m_p = close + 1 < m_end ? close + 2 : m_end;
-      continue;
-    }
-    return m_p < m_end ? *m_p : '\0';
-  }
+  m_p = spf::skipSpace(m_p, m_end);
+  return m_p < m_end ? *m_p : '\0';
 }
 
-std::string QdSpfFilerBase::sampleAt(const char* p) const {
-  if (!p || p >= m_end) return "the end of the file";
-  std::string s;
-  for (const char* q = p; q < m_end && s.size() < 24 && *q != '\n' && *q != '\r'; ++q)
-    s.push_back(static_cast<unsigned char>(*q) < 0x20 || static_cast<unsigned char>(*q) >= 0x7F ? '?' : *q);
-  return "'" + s + "'";
-}
+std::string QdSpfFilerBase::sampleAt(const char* p) const { return spf::sample(p, m_end); }
 
 void QdSpfFilerBase::problemAt(const char* at, std::string expected, std::string found) {
   QdSpfProblem p;
@@ -139,13 +87,13 @@ void QdSpfFilerBase::skipParameter() noexcept {
     char c = peek();
     if (c == '\0' || c == ';') return;
     if (c == '\'') {
-      const char* q = closingQuote(m_p + 1, m_end);
+      const char* q = spf::closingQuote(m_p + 1, m_end);
       m_p = q < m_end ? q + 1 : m_end;
       continue;
     }
     if (c == '"') {
-      const char* q = static_cast<const char*>(std::memchr(m_p + 1, '"', static_cast<size_t>(m_end - m_p - 1)));
-      m_p = q ? q + 1 : m_end;
+      const char* q = spf::closingDoubleQuote(m_p + 1, m_end);
+      m_p = q < m_end ? q + 1 : m_end;
       continue;
     }
     if (c == '(') ++depth;
@@ -155,70 +103,6 @@ void QdSpfFilerBase::skipParameter() noexcept {
     }
     ++m_p;
   }
-}
-
-bool QdSpfFilerBase::measureRecord(const QdSpfLimits& limits, const char*& recordEnd) {
-  // The same lexical rules as reading: strings, binaries and comments are stepped
-  // over whole, and a ';' anywhere else ends the record.
-  const char* const start = m_p;
-  const char* p = m_p;
-  const char* breach = nullptr;
-  std::string expected, found;
-  auto breached = [&](const char* at, std::string e, std::string f) {
-    if (breach) return;
-    breach = at;
-    expected = std::move(e);
-    found = std::move(f);
-  };
-  uint64_t depth = 0, parameters = 1;
-  bool closed = false;
-  recordEnd = m_end;
-  while (p < m_end) {
-    if (!kMeasured[static_cast<unsigned char>(*p)]) {
-      ++p;
-      continue;
-    }
-    const char c = *p;
-    if (c == ';') {
-      recordEnd = p + 1;
-      closed = true;
-      break;
-    }
-    if (c == '\'' || c == '"') {
-      const char* q = c == '\'' ? closingQuote(p + 1, m_end)
-                                : static_cast<const char*>(std::memchr(p + 1, '"', static_cast<size_t>(m_end - p - 1)));
-      if (!q) q = m_end;
-      const uint64_t length = static_cast<uint64_t>(q - p - 1);
-      if (length > limits.maxStringBytes)
-        breached(p,
-                 std::string(c == '"' ? "a binary" : "a string") + " of at most " +
-                     std::to_string(limits.maxStringBytes) + " bytes",
-                 (q < m_end ? "one of " : "one of more than ") + std::to_string(length) + " bytes");
-      p = q < m_end ? q + 1 : m_end;
-      continue;
-    }
-    if (c == '/' && p + 1 < m_end && p[1] == '*') {
-      const char* close = p + 2;
-      while (close + 1 < m_end && !(close[0] == '*' && close[1] == '/')) ++close;
-      p = close + 1 < m_end ? close + 2 : m_end;
-      continue;
-    }
-    if (c == '(' && ++depth > limits.maxListDepth)
-      breached(p, "lists nested at most " + std::to_string(limits.maxListDepth) + " deep", "a deeper one");
-    else if (c == ')' && depth > 0) --depth;
-    else if (c == ',' && ++parameters > limits.maxRecordParameters)
-      breached(p, "at most " + std::to_string(limits.maxRecordParameters) + " parameters in a record", "more");
-    ++p;
-  }
-  const uint64_t length = static_cast<uint64_t>(recordEnd - start);
-  if (length > limits.maxRecordBytes) {
-    breach = nullptr;  // the record as a whole is what is reported, at its start
-    breached(start, "a record of at most " + std::to_string(limits.maxRecordBytes) + " bytes",
-             (closed ? "one of " : "one of more than ") + std::to_string(length) + " bytes");
-  }
-  if (!breach) return true;
-  problemAt(breach, std::move(expected), std::move(found));
-  return false;
 }
 
 void QdSpfFilerBase::skipRestOfList() noexcept {
@@ -279,27 +163,27 @@ bool QdSpfFilerBase::readIntToken(int64_t& value, bool& isInteger, double& real)
   const char* q = m_p;
   if (q < m_end && (*q == '-' || *q == '+')) ++q;
   const char* digits = q;
-  while (q < m_end && isDigit(*q)) ++q;
+  while (q < m_end && spf::isDigit(*q)) ++q;
   if (q == digits) return false;
   if (q < m_end && (*q == '.' || *q == 'E' || *q == 'e')) {
     // A real: digits, a point, more digits, and an exponent, each part optional
     // after the point ("1.", "1.E-006", "4.4e-13").
     if (*q == '.') {
       ++q;
-      while (q < m_end && isDigit(*q)) ++q;
+      while (q < m_end && spf::isDigit(*q)) ++q;
     }
     if (q < m_end && (*q == 'E' || *q == 'e')) {
       const char* e = q + 1;
       if (e < m_end && (*e == '-' || *e == '+')) ++e;
       const char* ed = e;
-      while (e < m_end && isDigit(*e)) ++e;
+      while (e < m_end && spf::isDigit(*e)) ++e;
       if (e > ed) q = e;
     }
     std::string text(start + (*start == '+' ? 1 : 0), q);
     // from_chars does not take "1." with an exponent after the point on every
     // library, so the text is made canonical first.
     size_t dot = text.find('.');
-    if (dot != std::string::npos && (dot + 1 == text.size() || !isDigit(text[dot + 1]))) text.insert(dot + 1, "0");
+    if (dot != std::string::npos && (dot + 1 == text.size() || !spf::isDigit(text[dot + 1]))) text.insert(dot + 1, "0");
     auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), real);
     if (ec == std::errc::result_out_of_range) real = std::numeric_limits<double>::infinity();
     else if (ec != std::errc() || end != text.data() + text.size()) return false;
@@ -390,7 +274,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(double& value, bool comma) {
 bool QdSpfFilerBase::readStringToken(std::string_view& raw) {
   if (peek() != '\'') return false;
   const char* start = ++m_p;
-  const char* q = closingQuote(start, m_end);
+  const char* q = spf::closingQuote(start, m_end);
   if (q >= m_end) {
     m_p = m_end;
     problemAt(start - 1, "a closing quote", "the end of the file");
@@ -501,7 +385,7 @@ bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value, bool& valid) {
   uint64_t id = 0;
   const char* digits = q;
   bool overflow = false;
-  while (q < m_end && isDigit(*q)) {
+  while (q < m_end && spf::isDigit(*q)) {
     const uint64_t digit = static_cast<uint64_t>(*q - '0');
     if (id > (std::numeric_limits<uint64_t>::max() - digit) / 10) overflow = true;
     id = id * 10 + digit;
@@ -513,6 +397,10 @@ bool QdSpfFilerBase::readReferenceToken(QdDbObjectId& value, bool& valid) {
     problemAt(at, "an instance name #1 to #18446744073709551615", sampleAt(at));
     return true;  // consumed; the handle stays as it was
   }
+  // Every reference a record holds, in a field, a list or a select, becomes its handle
+  // here, with its place (at) and its record (m_instance) at hand. A check of the
+  // referenced instance against the domain of the attribute being read belongs here too,
+  // once inFields tells the filer which attribute that is.
   value = m_model ? m_model->handleFor(id) : QdDbObjectId();
   return true;
 }
@@ -543,7 +431,7 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdIfcSelect& value, bool comma) {
   // A typed parameter: KEYWORD(value).
   const char* at = m_p;
   const char* q = m_p;
-  while (q < m_end && isUpperWord(*q)) ++q;
+  while (q < m_end && spf::isWordChar(*q)) ++q;
   if (q == at) return wrongKind("a typed value or a reference");
   QdAnsiString keyword(std::string_view(at, static_cast<size_t>(q - at)));
   m_p = q;
@@ -633,7 +521,7 @@ std::string_view QdSpfFilerBase::rdEnumerationView(bool, bool comma) {
   }
   const char* start = m_p + 1;
   const char* q = start;
-  while (q < m_end && isUpperWord(*q)) ++q;
+  while (q < m_end && spf::isWordChar(*q)) ++q;
   if (q >= m_end || *q != '.') {
     wrongKind("an enumeration .NAME.");
     return {};

@@ -5,6 +5,7 @@
 #include <QdIfc4/Module.h>
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcException.h>
+#include <QdIfcCore/QdIfcInverseBatch.h>
 #include <QdIfcCore/QdIfcModel.h>
 
 #include <gtest/gtest.h>
@@ -344,6 +345,35 @@ TEST_F(Attributes, AModelLinksInBulkOnceHoweverItIsRun) {
   // A copy carries its source's inverse members.
   IfcWall copy(*static_cast<IfcWall*>(object(wallA)));
   EXPECT_EQ(inverseIds(&copy, "HasOpenings"), std::vector<uint64_t>{voids.id()});
+}
+
+// A model links into the batch it is given, and only its own instances do: an object
+// of another model linked meanwhile fills its inverse at once.
+TEST_F(Attributes, AModelLinksIntoItsOwnBatchAlone) {
+  QdDbObjectId storey, wall, contains;
+  make<IFC4::IfcBuildingStorey>(&storey);
+  make<IfcWall>(&wall);
+  auto* containment = make<IFC4::IfcRelContainedInSpatialStructure>(&contains);
+  containment->setRelatingStructure(storey);
+  containment->setRelatedElements(handles({wall}));
+
+  QdIfcModel other(qdifcGetSchemaPointer());
+  const QdDbObjectId otherStorey = other.addInstance(new IFC4::IfcBuildingStorey);
+  auto* otherContainment = new IFC4::IfcRelContainedInSpatialStructure;
+  const QdDbObjectId otherContains = other.addInstance(otherContainment);
+  otherContainment->setRelatingStructure(otherStorey);
+
+  QdIfcInverseBatch batch;
+  model->setInverseCounterParts(batch);
+  EXPECT_EQ(batch.pending(), 2u);
+  EXPECT_EQ(model->inverseBatch(), nullptr);
+  EXPECT_TRUE(inverseIds(object(storey), "ContainsElements").empty());
+  otherContainment->setInverseCounterParts();
+  EXPECT_EQ(inverseIds(other.object(otherStorey.id()), "ContainsElements"), std::vector<uint64_t>{otherContains.id()});
+  EXPECT_EQ(batch.pending(), 2u);
+  batch.flush();
+  EXPECT_EQ(inverseIds(object(storey), "ContainsElements"), std::vector<uint64_t>{contains.id()});
+  EXPECT_EQ(inverseIds(object(wall), "ContainedInStructure"), std::vector<uint64_t>{contains.id()});
 }
 
 TEST_F(Attributes, ManyRepresentationsInShuffledOrderAllReachTheirContext) {

@@ -7,14 +7,17 @@
 #include <QdIfcCore/HsString.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdSpfFile.h>
+#include <QdIfcCore/QdSpfRecordIndex.h>
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -92,6 +95,43 @@ TEST_F(StepFiles, CorpusFilesLoadWithTheirRealProblemsAndRoundTrip) {
     EXPECT_TRUE(second.problems.empty()) << problemsOf(second);
     EXPECT_EQ(second.counts, report.counts);
     EXPECT_EQ(qdIfcSaveText(*again), first);
+    ++files;
+  }
+  EXPECT_GE(files, 20);
+}
+
+// The index built alone finds the records a load reads, and tells the problems of
+// framing and limits as the load does: the same places, records and texts.
+TEST_F(StepFiles, TheIndexAloneFindsTheRecordsALoadReads) {
+  if (!fs::is_directory(kCorpus / "ifc4")) GTEST_SKIP() << "no corpus at " << kCorpus;
+  QdSpfLimits tight;
+  tight.maxRecordBytes = 200;
+  tight.maxListDepth = 3;
+  int files = 0;
+  for (const auto& entry : fs::directory_iterator(kCorpus / "ifc4")) {
+    SCOPED_TRACE(entry.path().filename().string());
+    std::ifstream in(entry.path(), std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    for (const QdSpfLimits& limits : {QdSpfLimits{}, tight}) {
+      QdSpfRecordIndex index = QdSpfRecordIndex::build(bytes, limits);
+      auto model = fresh();
+      QdIfcLoadOptions options;
+      options.limits = limits;
+      QdIfcLoadReport report = qdIfcLoad(*model, bytes, options);
+      std::set<std::tuple<uint64_t, uint64_t, std::string, std::string>> told;
+      for (const QdSpfProblem& p : report.problems) told.emplace(p.offset, p.instance, p.expected, p.found);
+      for (const QdSpfProblem& p : index.problems())
+        EXPECT_TRUE(told.count({p.offset, p.instance, p.expected, p.found})) << p.expected << " at " << p.offset;
+      // Every instance made has its record in the index, in its range.
+      EXPECT_GE(index.size(), report.records);
+      size_t read = 0;
+      for (const QdSpfRecordIndex::Record& r : index.records()) {
+        ASSERT_EQ(bytes[r.begin], '#');
+        if (model->object(r.id) && model->object(r.id)->isInstanceOf(std::string(index.typeName(r)).c_str())) ++read;
+      }
+      EXPECT_GE(read, report.records);
+      if (report.problems.empty()) EXPECT_EQ(index.size(), report.records);
+    }
     ++files;
   }
   EXPECT_GE(files, 20);
@@ -265,6 +305,21 @@ TEST_F(StepFiles, BadRecordsAreReportedOnceAndTheRestIsKept) {
       EXPECT_NE(m->object(1), nullptr) << cut;
     }
   }
+}
+
+// A reference of the wrong type, found once all is read, is told at the record that made
+// the instance, not at an earlier record of the same number that was not read.
+TEST_F(StepFiles, ProblemsFoundAfterReadingAreToldAtTheRecordRead) {
+  auto model = fresh();
+  const std::string text = file("#1=IFCCARTESIANPOINT((0.,0.));\n#5=IFCNOSUCHTHING(#1);\n#5=(IFCFACE()IFCX());\n"
+                                "#5=IFCFACEOUTERBOUND(#1,.T.);\n#5=IFCFACEOUTERBOUND(#1,.F.);\n");
+  QdIfcLoadReport r = qdIfcLoad(*model, text);
+  const QdSpfProblem* found = nullptr;
+  for (const QdSpfProblem& p : r.problems)
+    if (p.expected.rfind("a reference to", 0) == 0) found = &p;
+  ASSERT_NE(found, nullptr) << problemsOf(r);
+  EXPECT_EQ(found->offset, text.find("#5=IFCFACEOUTERBOUND(#1,.T.)"));
+  EXPECT_EQ(r.problems.size(), 4u) << problemsOf(r);
 }
 
 TEST_F(StepFiles, ProgressIsToldInBytesOfTheWhole) {

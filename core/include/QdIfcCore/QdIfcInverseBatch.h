@@ -3,9 +3,13 @@
 // Linking a model hands every relationship's own handle to the inverse sets of the
 // objects it names. Added one by one, a set kept sorted moves its tail on every
 // insertion, which is quadratic when many objects name one target in no particular
-// order. While a batch is current on a thread, additions to inverse sets are only
-// recorded; flush() sorts them once and gives each set its new members in one
-// assignment, so a whole model links in O(n log n).
+// order. A batch records the additions instead; flush() sorts them once and gives each
+// set its new members in one assignment, so a whole model links in O(n log n).
+//
+// A model links into the batch it is given: QdIfcModel::setInverseCounterParts(batch)
+// makes it the model's inverseBatch() while its instances link, and the entity classes
+// find it there, through the model of the instance that links. Linking an instance of
+// a model that has no batch adds to the sets at once.
 #pragma once
 
 #include <QdIfcCore/Export.h>
@@ -18,15 +22,11 @@ namespace QD_SDAI {
 
 class QDIFCCORE_API QdIfcInverseBatch {
  public:
-  // Becomes the current batch of the calling thread.
-  QdIfcInverseBatch() noexcept;
-  // Flushes what is left and gives the thread back its previous batch.
+  QdIfcInverseBatch() noexcept = default;
+  // Flushes what is left.
   ~QdIfcInverseBatch();
   QdIfcInverseBatch(const QdIfcInverseBatch&) = delete;
   QdIfcInverseBatch& operator=(const QdIfcInverseBatch&) = delete;
-
-  // The calling thread's current batch, or null.
-  static QdIfcInverseBatch* current() noexcept;
 
   // Records that self joins the set. The set must outlive the next flush.
   void defer(QdIfcSetAggr<QdDbObjectId>& inverse, const QdDbObjectId& self) { m_pending.emplace_back(&inverse, self); }
@@ -38,7 +38,6 @@ class QDIFCCORE_API QdIfcInverseBatch {
 
  private:
   std::vector<std::pair<QdIfcSetAggr<QdDbObjectId>*, QdDbObjectId>> m_pending;
-  QdIfcInverseBatch* m_previous;
 };
 
 }  // namespace QD_SDAI

@@ -22,6 +22,7 @@
 namespace QD_SDAI {
 
 class QdIfcEntityBase;
+class QdIfcInverseBatch;
 class QdIfcSchema;
 
 // Access to the attributes of a model's instances.
@@ -106,6 +107,12 @@ class QDIFCCORE_API QdIfcModel {
   // are made in one batch at the end, so the cost is O(n log n) in any id order.
   // Running it again adds nothing twice. All references should resolve by then.
   void setInverseCounterParts();
+  // The same, with the additions recorded in batch and left there for the caller to
+  // flush (the batch's destructor does it too).
+  void setInverseCounterParts(QdIfcInverseBatch& batch);
+  // The batch this model's instances link into: the one given to
+  // setInverseCounterParts while it runs, null otherwise.
+  QdIfcInverseBatch* inverseBatch() const noexcept { return m_inverseBatch; }
 
   // Bytes held by the model's own bookkeeping (slots and tables, not the objects).
   size_t bookkeepingBytes() const noexcept;
@@ -127,6 +134,7 @@ class QDIFCCORE_API QdIfcModel {
   uint64_t m_maxId = 0;
   std::vector<detail::ObjectSlot*> m_dense;          // index = number
   std::map<uint64_t, detail::ObjectSlot*> m_sparse;  // numbers beyond the dense table
+  QdIfcInverseBatch* m_inverseBatch = nullptr;
 };
 
 }  // namespace QD_SDAI

@@ -1,12 +1,13 @@
 // Loading an ISO 10303-21 file into a model and saving a model as one.
 //
-// Loading is one pass over the bytes in memory: each record's type is found in the
-// schema's dictionary without regard to case, its instance made by the type's
-// factory and added under the record's number, its parameters read by inFields, and
-// every "#n" becomes a handle through the model's id table at once, also for records
-// that come later. Then references that never found their record are reported, and
-// the inverse attributes are filled. Whatever is wrong in the file becomes an entry
-// of the report (offset, line, record, what was expected, what was found); the
+// Loading is one pass over the bytes in memory: each record is indexed (its number, type
+// name and bytes, held to the limits: QdSpfRecordIndex) and read from its bytes at once.
+// Its type is found in the schema's dictionary without regard to case, its instance made
+// by the type's factory and added under the record's number, its parameters read by
+// inFields, and every "#n" becomes a handle through the model's id table at once, also
+// for records that come later. Then references that never found their record are
+// reported, and the inverse attributes are filled. Whatever is wrong in the file becomes
+// an entry of the report (offset, line, record, what was expected, what was found); the
 // records that can be read are kept.
 #pragma once
 

@@ -39,7 +39,8 @@ struct QdSpfProblem {
 
 // The bounds a reader holds a file to, so that no file can make it overrun its stack,
 // its time or its memory. A record that breaks one is a problem at the place of the
-// breach and is not read; the first four are measured before the record is read.
+// breach and is not read; the first four are checked as the record is indexed
+// (QdSpfRecordIndex), before it is read.
 struct QdSpfLimits {
   uint32_t maxListDepth = 64;                 // parentheses open at once in a record, its own included
   uint64_t maxStringBytes = 64ull << 20;      // one string or binary literal, between its quotes
@@ -158,6 +159,14 @@ class QDIFCCORE_API QdSpfFilerBase {
     m_instance = instance;
     m_recordEnded = false;
   }
+  // Reads the record of that number from `from`, no further than end: the rest of a
+  // record whose range an index gave (QdSpfRecordIndex). endRecord lifts the bound.
+  void beginRecord(uint64_t instance, const char* from, const char* end) noexcept {
+    beginRecord(instance);
+    m_p = from;
+    confine(end);
+  }
+  void endRecord() noexcept { confine(nullptr); }
   // Records a problem at the present position.
   void problem(std::string expected, std::string found);
   void problemAt(const char* at, std::string expected, std::string found);
@@ -176,12 +185,8 @@ class QDIFCCORE_API QdSpfFilerBase {
   // Moves past the ')' that closes the list the position is in, stepping over the
   // elements left: the way out of a list with a bad element.
   void skipRestOfList() noexcept;
-  // Measures the record that starts at the position, without moving: where it ends
-  // (past its ';', or at the end of the bytes) and whether it keeps to the limits. The
-  // first breach is recorded as a problem, and the answer is then false.
-  bool measureRecord(const QdSpfLimits& limits, const char*& recordEnd);
   // Reads no further than end (nor past the bytes given at construction) from now on;
-  // a record, once measured, is read within its own bytes this way.
+  // a record is read within its own bytes this way.
   void confine(const char* end) noexcept { m_end = end && end < m_bytesEnd ? end : m_bytesEnd; }
   // Moves to the parameter of a field, over its comma when comma is true. False, with
   // one problem for the record, when the record ends where the field was due.
