@@ -6,6 +6,7 @@
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggr.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdIfcSettings.h>
 #include <QdIfcCore/QdIfcValidate.h>

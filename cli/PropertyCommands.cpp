@@ -5,6 +5,7 @@
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggr.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdIfcProperty.h>
 #include <QdIfcCore/QdIfcVariant.h>

@@ -3,6 +3,6 @@
 # The commands themselves stand in the folder of the target that compiles their output.
 
 set(QDIFC_GEN_TOOLS ${CMAKE_SOURCE_DIR}/tools/gen)
-set(QDIFC_SCHEMA_DIR ${CMAKE_SOURCE_DIR}/schema/ifc4)
+set(QDIFC_SCHEMA_DIR ${CMAKE_SOURCE_DIR}/ifc4/data)
 file(GLOB QDIFC_SCHEMA_DATA CONFIGURE_DEPENDS ${QDIFC_SCHEMA_DIR}/*.txt)
 file(GLOB QDIFC_GEN_SCRIPTS CONFIGURE_DEPENDS ${QDIFC_GEN_TOOLS}/*.py)

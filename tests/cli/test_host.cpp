@@ -169,7 +169,7 @@ struct SelectRow {
   std::vector<std::pair<std::string, std::string>> members;  // name, letter
 };
 
-// The table stands with the module tests; the schema data folder is <source>/schema/ifc4.
+// The table stands with the module tests; the schema data folder is <source>/ifc4/data.
 std::vector<SelectRow> readSelectTable() {
   std::ifstream in(std::string(QDIFC_TEST_SOURCE_DIR) + "/module/select_table.txt");
   std::vector<SelectRow> rows;

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks `qdifc schema --dump` against the IFC4 data files.
 
-The expected dump is worked out here from schema/ifc4/*.txt with a reader of its own
+The expected dump is worked out here from ifc4/data/*.txt with a reader of its own
 (it shares no code with the generator), so that a fault in the generator, the builder,
 the linking step or the dump shows up as a difference. Exit status 0 when all agree.
 """

@@ -2,6 +2,7 @@
 // here with the same steps the generated phases use.
 #include <QdIfcCore/Consts.h>
 #include <QdIfcCore/Dictionary.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcSchemaBuilder.h>
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 the typed accessors.
 
 Every body is a chain of name tests, each followed by one call into the hand-written
-rules of entities/AttrAccess.h; which rule is called depends only on the member's
+rules of ifc4/entities/AttrAccess.h; which rule is called depends only on the member's
 value kind, looked up in the tables below.
 """
 

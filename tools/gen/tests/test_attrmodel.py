@@ -26,7 +26,7 @@ KIND_COUNTS = {"real": 295, "integer": 28, "boolean": 31, "logical": 14, "guid":
 class ProjectModelTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.model = attrmodel.resolve(schemadata.read_schema(os.path.join(ROOT, "schema", "ifc4")))
+        cls.model = attrmodel.resolve(schemadata.read_schema(os.path.join(ROOT, "ifc4", "data")))
 
     def attr(self, cls, name):
         c = self.model.by_name[cls]

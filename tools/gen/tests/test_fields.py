@@ -31,7 +31,7 @@ def bodies(text):
 class FieldsTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        schema = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "schema", "ifc4"))
+        schema = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "ifc4", "data"))
         cls.model = attrmodel.resolve(schema)
         cls.bodies = {}
         for c in cls.model.classes:

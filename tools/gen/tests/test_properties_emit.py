@@ -21,7 +21,7 @@ import schemadata  # noqa: E402
 class PropertyEmitTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.schema = schemadata.read_schema(os.path.join(ROOT, "schema", "ifc4"))
+        cls.schema = schemadata.read_schema(os.path.join(ROOT, "ifc4", "data"))
         cls.model = attrmodel.resolve(cls.schema)
         cls.files = properties.outputs(cls.model)
 

@@ -220,7 +220,7 @@ class ProjectDataTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.s = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "schema", "ifc4"))
+        cls.s = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "ifc4", "data"))
 
     def test_types(self):
         s = self.s

@@ -25,7 +25,7 @@ MIXED = {"IfcAppliedValueSelect", "IfcColourOrFactor", "IfcHatchLineDistanceSele
 class SelectEmitterTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.schema = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "schema", "ifc4"))
+        cls.schema = schemadata.read_schema(os.path.join(os.path.dirname(os.path.dirname(GEN)), "ifc4", "data"))
         cls.files = selects.outputs(cls.schema)
 
     def header(self, name):

@@ -19,7 +19,7 @@ class ProjectSelectsTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.schema = schemadata.read_schema(os.path.join(ROOT, "schema", "ifc4"))
+        cls.schema = schemadata.read_schema(os.path.join(ROOT, "ifc4", "data"))
         cls.flat = {x.name: schemadata.flatten_select(cls.schema, x) for x in cls.schema.selects}
 
     def test_a_select_may_be_named_in_any_case(self):
