@@ -311,8 +311,9 @@ TEST_F(StepFiles, BadRecordsAreReportedOnceAndTheRestIsKept) {
 // the instance, not at an earlier record of the same number that was not read.
 TEST_F(StepFiles, ProblemsFoundAfterReadingAreToldAtTheRecordRead) {
   auto model = fresh();
-  const std::string text = file("#1=IFCCARTESIANPOINT((0.,0.));\n#5=IFCNOSUCHTHING(#1);\n#5=(IFCFACE()IFCX());\n"
-                                "#5=IFCFACEOUTERBOUND(#1,.T.);\n#5=IFCFACEOUTERBOUND(#1,.F.);\n");
+  const std::string text = file(
+      "#1=IFCCARTESIANPOINT((0.,0.));\n#5=IFCNOSUCHTHING(#1);\n#5=(IFCFACE()IFCX());\n"
+      "#5=IFCFACEOUTERBOUND(#1,.T.);\n#5=IFCFACEOUTERBOUND(#1,.F.);\n");
   QdIfcLoadReport r = qdIfcLoad(*model, text);
   const QdSpfProblem* found = nullptr;
   for (const QdSpfProblem& p : r.problems)
