@@ -1,8 +1,9 @@
 // Attribute access by name and inverse linking on the generated IFC4 classes:
-// getAttr on a deep class (a root attribute found after the whole chain, and an
-// attribute near the bottom), putAttr of a real, setInverseCounterParts over a
-// model of a million instances in shuffled id order, and the object sizes of the
-// classes building files hold most.
+// getAttr on a deep class (a root attribute, and an attribute near the bottom),
+// getAttr of the root's GlobalId from classes of every depth (one probe of the
+// class's name index, whatever the depth), putAttr of a real and of a root attribute
+// of a deep class, setInverseCounterParts over a model of a million instances in
+// shuffled id order, and the object sizes of the classes building files hold most.
 #include <QdIfc4/Entities.h>
 #include <QdIfc4/Module.h>
 #include <QdIfcCore/QdIfcModel.h>
@@ -32,6 +33,28 @@ static void BM_GetAttrNearestOwnAttributeOfDeepClass(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(wall.getAttr(name, v));
 }
 BENCHMARK(BM_GetAttrNearestOwnAttributeOfDeepClass);
+
+// GlobalId from a class `depth` steps below IfcRoot.
+template <class T>
+static void BM_GetAttrGlobalIdAtDepth(benchmark::State& state) {
+  T object;
+  const QdAnsiString name("GlobalId");
+  QdIfcVariant v;
+  for (auto _ : state) benchmark::DoNotOptimize(object.getAttr(name, v));
+}
+BENCHMARK_TEMPLATE(BM_GetAttrGlobalIdAtDepth, IFC4::IfcRoot)->Name("BM_GetAttrGlobalIdAtDepth/0");
+BENCHMARK_TEMPLATE(BM_GetAttrGlobalIdAtDepth, IFC4::IfcObject)->Name("BM_GetAttrGlobalIdAtDepth/2");
+BENCHMARK_TEMPLATE(BM_GetAttrGlobalIdAtDepth, IFC4::IfcElement)->Name("BM_GetAttrGlobalIdAtDepth/4");
+BENCHMARK_TEMPLATE(BM_GetAttrGlobalIdAtDepth, IFC4::IfcWall)->Name("BM_GetAttrGlobalIdAtDepth/6");
+BENCHMARK_TEMPLATE(BM_GetAttrGlobalIdAtDepth, IFC4::IfcWallStandardCase)->Name("BM_GetAttrGlobalIdAtDepth/7");
+
+static void BM_PutAttrRootAttributeOfDeepClass(benchmark::State& state) {
+  IFC4::IfcWallStandardCase wall;
+  const QdAnsiString name("Name");
+  const QdIfcVariant value(QdAnsiString("Wall-001"));
+  for (auto _ : state) benchmark::DoNotOptimize(wall.putAttr(name, value));
+}
+BENCHMARK(BM_PutAttrRootAttributeOfDeepClass);
 
 static void BM_PutAttrDouble(benchmark::State& state) {
   IFC4::IfcExtrudedAreaSolid solid;

@@ -1,9 +1,12 @@
 #include <QdIfcCore/Dictionary.h>
 
 #include <QdIfcCore/Consts.h>
+#include <QdIfcCore/QdIfcClassTable.h>
 
 #include <strings.h>
 #include <cctype>
+#include <unordered_map>
+#include <utility>
 
 namespace QD_SDAI {
 namespace {
@@ -142,10 +145,11 @@ QdIfcEntityType::QdIfcEntityType(QdIfcSchema* schema, const char* name, bool fla
       m_propertyBuilder(propertyBuilder),
       m_supertype(supertype) {}
 
-QdIfcEntityType* QdIfcEntityType::createEntityType(QdIfcSchema* schema, const char* name, bool flag,
-                                                   QdIfcEntityFactory factory, QdIfcPropertyBuilder propertyBuilder,
-                                                   QdIfcEntityType*& slot, const QdIfcEntityType* supertype) {
+QdIfcEntityType* QdIfcEntityType::create(QdIfcSchema* schema, const char* name, bool flag, QdIfcEntityFactory factory,
+                                         QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot,
+                                         const QdIfcEntityType* supertype, const QdIfcClassTable* table) {
   auto* type = new QdIfcEntityType(schema, name, flag, factory, propertyBuilder, supertype);
+  type->m_classTable = table;
   if (schema) {
     try {
       schema->m_entityTypeList.push_back(type);
@@ -158,6 +162,19 @@ QdIfcEntityType* QdIfcEntityType::createEntityType(QdIfcSchema* schema, const ch
   // The type's property objects are made now, once: they are the same for every model.
   if (propertyBuilder) propertyBuilder(&type->m_properties, type);
   return type;
+}
+
+QdIfcEntityType* QdIfcEntityType::createEntityType(QdIfcSchema* schema, const char* name, bool flag,
+                                                   QdIfcEntityFactory factory, QdIfcPropertyBuilder propertyBuilder,
+                                                   QdIfcEntityType*& slot, const QdIfcEntityType* supertype) {
+  return create(schema, name, flag, factory, propertyBuilder, slot, supertype, nullptr);
+}
+
+QdIfcEntityType* QdIfcEntityType::createEntityType(QdIfcSchema* schema, const char* name, bool flag,
+                                                   const QdIfcClassTable& table, QdIfcPropertyBuilder propertyBuilder) {
+  const QdIfcClassTable* super = table.supertype();
+  return create(schema, name, flag, table.factory(), propertyBuilder, *table.entityTypeSlot(),
+                super ? super->entityType() : nullptr, &table);
 }
 
 QdIfcEntityType::~QdIfcEntityType() {
@@ -205,6 +222,8 @@ std::vector<const QdIfcAttributeDefinition*> QdIfcEntityType::allAttributes() co
 
 bool QdIfcEntityType::isSubtypeOf(const QdIfcEntityType* type) const noexcept {
   if (!type) return false;
+  if (m_treeIndex >= 0 && type->m_treeIndex >= 0 && m_schema && m_schema == type->m_schema)
+    return type->m_treeIndex <= m_treeIndex && m_treeIndex <= type->m_treeEnd;
   for (const QdIfcEntityType* t = this; t; t = t->m_supertype)
     if (t == type) return true;
   return false;
@@ -240,6 +259,35 @@ QdIfcSchema::~QdIfcSchema() {
   for (QdIfcEntityType* t : m_entityTypeList) delete t;
   for (Dictionary* d : {&m_nameTypes, &m_builtInTypes})
     for (int i = 0; i < d->size(); ++i) delete d->valueAt(i);
+}
+
+void QdIfcSchema::numberEntityTypes() {
+  std::unordered_map<const QdIfcEntityType*, std::vector<QdIfcEntityType*>> subtypes;
+  std::vector<QdIfcEntityType*> roots;
+  for (QdIfcEntityType* t : m_entityTypeList) {
+    const QdIfcEntityType* super = t->m_supertype;
+    if (super && super->m_schema == this) subtypes[super].push_back(t);
+    else roots.push_back(t);
+  }
+  // Depth first, without recursion: each entry is a type and the next of its subtypes to visit.
+  int next = 0;
+  std::vector<std::pair<QdIfcEntityType*, size_t>> stack;
+  for (QdIfcEntityType* root : roots) {
+    root->m_treeIndex = next++;
+    stack.emplace_back(root, 0);
+    while (!stack.empty()) {
+      auto& [type, at] = stack.back();
+      auto found = subtypes.find(type);
+      if (found != subtypes.end() && at < found->second.size()) {
+        QdIfcEntityType* sub = found->second[at++];
+        sub->m_treeIndex = next++;
+        stack.emplace_back(sub, 0);
+      } else {
+        type->m_treeEnd = next - 1;
+        stack.pop_back();
+      }
+    }
+  }
 }
 
 const QdIfcEntityType* QdIfcSchema::findEntityType(std::string_view name) const noexcept {

@@ -22,6 +22,7 @@ void QdIfcSchemaBuilder::build() {
   m_unresolved.clear();
   defineSchema();
   resolve();
+  mSchema->numberEntityTypes();
 }
 
 const DictionaryInstance* QdIfcSchemaBuilder::lookUp(std::string_view name) const {
@@ -172,6 +173,12 @@ void QdIfcSchemaBuilder::EntityPhase::begin(const char* capsName, const char* sc
                                             const QdIfcEntityType* supertype) {
   m_entity =
       QdIfcEntityType::createEntityType(m_builder.mSchema, capsName, true, factory, propertyBuilder, slot, supertype);
+  m_schemaName = schemaName;
+}
+
+void QdIfcSchemaBuilder::EntityPhase::begin(const char* capsName, const char* schemaName, const QdIfcClassTable& table,
+                                            QdIfcPropertyBuilder propertyBuilder) {
+  m_entity = QdIfcEntityType::createEntityType(m_builder.mSchema, capsName, true, table, propertyBuilder);
   m_schemaName = schemaName;
 }
 

@@ -12,7 +12,7 @@ QdIfcEntityBase::~QdIfcEntityBase() {
   if (detail::ObjectSlot* s = m_objectId.slot(); s && s->object == this) s->object = nullptr;
 }
 
-// The root of every chain of named access: no attribute is known here.
+// No attribute is known here; generated classes answer from their attribute tables.
 bool QdIfcEntityBase::getAttr(const QdAnsiString&, QdIfcVariant&) const { return false; }
 QdIfcEntityType* QdIfcEntityBase::getInstanceType() const { return nullptr; }
 bool QdIfcEntityBase::putAttr(const QdAnsiString&, const QdIfcVariant&) { return false; }
@@ -44,8 +44,8 @@ bool QdIfcEntityBase::_putAttr(const QdAnsiString& name, const QdIfcVariant& val
 bool QdIfcEntityBase::_testAttr(const QdAnsiString& name) const { return testAttr(name); }
 void QdIfcEntityBase::_unsetAttr(const QdAnsiString& name) { unsetAttr(name); }
 
-// Generic forms through the dictionary; generated classes replace them with
-// straight chains of pointer comparisons.
+// Generic forms through the dictionary; generated classes answer them from their
+// own entity type by the numbered type tree (qdIfcIsKindOf).
 bool QdIfcEntityBase::isInstanceOf(const QdIfcEntityType* type) const { return type && type == getInstanceType(); }
 
 bool QdIfcEntityBase::isInstanceOf(const char* name) const {

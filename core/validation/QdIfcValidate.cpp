@@ -4,6 +4,7 @@
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggr.h>
 #include <QdIfcCore/QdIfcAggrTemplates.h>
+#include <QdIfcCore/QdIfcClassTable.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcGUID.h>
 #include <QdIfcCore/QdIfcModel.h>
@@ -84,8 +85,26 @@ int boundOf(const QdIfcIntegerBound* b) { return b && b->isSet() ? b->value() : 
 
 // ---- the checks of one type, worked out once ----
 
-struct ExplicitCheck {
+// Where a check reads an attribute: by the rows of the class's table that getAttr and
+// testAttr find for the name, once per type; by the name itself for a class without a
+// table, or a name the table does not know.
+struct AttrRef {
   QdAnsiString name;
+  const QdIfcAttrRow* getRow = nullptr;
+  const QdIfcAttrRow* testRow = nullptr;
+};
+
+AttrRef refer(const QdIfcClassTable* table, const char* name) {
+  AttrRef r{QdAnsiString(name)};
+  if (table) {
+    r.getRow = table->find(QdIfcAttrOp::kGet, name);
+    r.testRow = table->find(QdIfcAttrOp::kTest, name);
+  }
+  return r;
+}
+
+struct ExplicitCheck {
+  AttrRef ref;
   const char* display;
   bool required;
   const DictionaryInstance* domain;
@@ -95,19 +114,23 @@ struct ExplicitCheck {
 };
 
 struct InverseCheck {
-  QdAnsiString name;
+  AttrRef ref;
   const char* display;
   int lower, upper;  // QdIntUnset where unset
   std::string expected;
 };
 
 struct TypePlan {
+  const QdIfcClassTable* table = nullptr;
   std::vector<ExplicitCheck> explicits;
   std::vector<InverseCheck> inverses;
+  AttrRef globalId;
 };
 
 TypePlan makePlan(const QdIfcEntityType* type, unsigned rules) {
   TypePlan plan;
+  plan.table = type->classTable();
+  plan.globalId = refer(plan.table, "GlobalId");
   std::vector<const QdIfcAttributeDefinition*> all = type->allAttributes();
   // Explicit attributes that a subtype redeclares as derived hold no value here.
   std::unordered_set<const QdIfcAttributeDefinition*> derived;
@@ -117,7 +140,8 @@ TypePlan makePlan(const QdIfcEntityType* type, unsigned rules) {
   for (const QdIfcAttributeDefinition* a : all) {
     if (const QdIfcExplicitAttributeDefinition* e = a->asExplicitAttributeDefinition()) {
       if (derived.count(a) || !a->type()) continue;
-      ExplicitCheck c{QdAnsiString(a->name()), a->name(), !e->optional(), a->type(), aggregationOf(a->type()), {}, {}};
+      ExplicitCheck c{
+          refer(plan.table, a->name()), a->name(), !e->optional(), a->type(), aggregationOf(a->type()), {}, {}};
       if (rules & kRuleAdmittedType) {
         const DictionaryInstance* element = a->type();
         while (const QdIfcAggregationType* g = aggregationOf(element)) element = g->elementType();
@@ -139,7 +163,7 @@ TypePlan makePlan(const QdIfcEntityType* type, unsigned rules) {
                          (Consts::isUnset(upper) ? std::string("?") : std::to_string(upper)) + "] OF " +
                          target->schemaName() + " FOR " + i->inverted()->name();
       plan.inverses.push_back(
-          {QdAnsiString(a->name()), a->name(), Consts::isUnset(lower) ? 0 : lower, upper, std::move(text)});
+          {refer(plan.table, a->name()), a->name(), Consts::isUnset(lower) ? 0 : lower, upper, std::move(text)});
     }
   }
   return plan;
@@ -195,16 +219,16 @@ class Validator {
     if (!schema) return {};
     const QdIfcEntityType* root =
         (m_rules & (kRuleUniqueGlobalId | kRuleGlobalIdForm)) ? schema->findEntityType("IfcRoot") : nullptr;
-    static const QdAnsiString kGlobalId("GlobalId");
     m_model.forEach([&](const QdDbObjectId& id, QdIfcEntityBase* object) {
       const QdIfcEntityType* type = object->getInstanceType();
       if (!type) return;
       m_id = id.id();
       m_type = type;
       const TypePlan& plan = planOf(type);
+      m_table = plan.table;
       for (const ExplicitCheck& c : plan.explicits) checkExplicit(*object, c);
       for (const InverseCheck& c : plan.inverses) checkInverse(*object, c);
-      if (root && type->isSubtypeOf(root)) checkGlobalId(*object, kGlobalId);
+      if (root && type->isSubtypeOf(root)) checkGlobalId(*object, plan.globalId);
     });
     return std::move(m_findings);
   }
@@ -220,24 +244,62 @@ class Validator {
     m_findings.push_back({m_id, m_type, std::move(attribute), rule, std::move(expected), std::move(found)});
   }
 
+  // ---- reading an attribute: as getAttr and testAttr answer, through the class's row ----
+
+  bool get(const QdIfcEntityBase& object, const AttrRef& r, QdIfcVariant& v) const {
+    if (m_table && r.getRow) return m_table->getAttr(&object, *r.getRow, v);
+    return object.getAttr(r.name, v);
+  }
+  bool test(const QdIfcEntityBase& object, const AttrRef& r) const {
+    if (m_table && r.testRow) return m_table->testAttr(&object, *r.testRow);
+    return object.testAttr(r.name);
+  }
+  // The row getAttr finds when it holds a member of that kind, else null.
+  const QdIfcAttrRow* rowOf(const AttrRef& r, std::initializer_list<QdIfcMemberKind> kinds) const {
+    if (!m_table || !r.getRow || r.getRow->role == QdIfcAttrRole::kRedeclared) return nullptr;
+    for (QdIfcMemberKind k : kinds)
+      if (r.getRow->kind == k) return r.getRow;
+    return nullptr;
+  }
+  // The aggregate an attribute holds, as getAttr hands it out; null where it gives none.
+  const QdIfcAggr* aggregateIn(const QdIfcEntityBase& object, const AttrRef& r) const {
+    if (const QdIfcAttrRow* row = rowOf(r, {QdIfcMemberKind::kAggregate, QdIfcMemberKind::kNested})) {
+      m_table->checkAccess(&object, QdIfcAttrOp::kGet);
+      return static_cast<const QdIfcAggr*>(QdIfcClassTable::member(&object, *row));
+    }
+    QdIfcVariant v;
+    QdIfcAggr* aggregate = nullptr;
+    return get(object, r, v) && v.getValue(aggregate) ? aggregate : nullptr;
+  }
+  // The handle a reference or a select holds, as getAttr hands it out; false where none.
+  bool referenceOf(const QdIfcEntityBase& object, const AttrRef& r, QdDbObjectId& out) const {
+    if (const QdIfcAttrRow* row = rowOf(r, {QdIfcMemberKind::kEntity, QdIfcMemberKind::kSelect})) {
+      m_table->checkAccess(&object, QdIfcAttrOp::kGet);
+      const void* m = QdIfcClassTable::member(&object, *row);
+      out = row->kind == QdIfcMemberKind::kEntity ? *static_cast<const QdDbObjectId*>(m)
+                                                  : static_cast<const QdIfcSelect*>(m)->getHandle();
+      return !out.isNull();
+    }
+    QdIfcVariant v;
+    return get(object, r, v) && referenceIn(v, out);
+  }
+
   void checkExplicit(const QdIfcEntityBase& object, const ExplicitCheck& c) {
     // An aggregate without elements is judged as a file holds it: an optional one is
     // written "$" and a required one "()" whether it is nil or empty, so both count
     // as no value, and a required one is a finding where its type asks for elements.
-    QdIfcVariant v;
-    QdIfcAggr* aggregate = nullptr;
-    const bool set = c.aggregate
-                         ? object.getAttr(c.name, v) && v.getValue(aggregate) && aggregate && aggregate->count() > 0
-                         : object.testAttr(c.name);
+    const QdIfcAggr* aggregate = c.aggregate ? aggregateIn(object, c.ref) : nullptr;
+    const bool set = c.aggregate ? aggregate && aggregate->count() > 0 : test(object, c.ref);
     if (!set) {
       if (c.required && (m_rules & kRuleRequired) && (!c.aggregate || asksForElements(c.aggregate)))
         add(kRuleRequired, c.display, "a value", aggregate && !aggregate->isNil() ? "an empty list" : "none");
       return;
     }
+    QdDbObjectId target;
     if (aggregate) {
       walkAggregate(*aggregate, c.aggregate, c, c.display);
-    } else if (!c.admitted.empty() && object.getAttr(c.name, v)) {
-      checkReference(v, c, c.display);
+    } else if (!c.admitted.empty() && referenceOf(object, c.ref, target)) {
+      checkTarget(target, c, c.display);
     }
   }
 
@@ -298,19 +360,31 @@ class Validator {
   }
 
   void checkInverse(const QdIfcEntityBase& object, const InverseCheck& c) {
-    QdIfcVariant v;
-    if (!object.getAttr(c.name, v)) return;
     std::vector<uint64_t> ids;
-    QdIfcAggr* aggregate = nullptr;
-    QdDbObjectId single;
-    if (referenceIn(v, single)) {
-      ids.push_back(single.id());
-    } else if (v.getValue(aggregate) && aggregate && !aggregate->isNil()) {
-      std::unique_ptr<QdIfcAggrConstIterator> it(aggregate->createConstIterator());
-      QdIfcVariant element;
-      QdDbObjectId h;
-      while (it->next())
-        if (it->getValue(element) && referenceIn(element, h)) ids.push_back(h.id());
+    if (const QdIfcAttrRow* row = rowOf(c.ref, {QdIfcMemberKind::kEntity, QdIfcMemberKind::kAggregate});
+        row && row->role == QdIfcAttrRole::kInverse) {
+      m_table->checkAccess(&object, QdIfcAttrOp::kGet);
+      const void* m = QdIfcClassTable::member(&object, *row);
+      if (row->marks & kAttrSingle) {
+        if (const QdDbObjectId& h = *static_cast<const QdDbObjectId*>(m); !h.isNull()) ids.push_back(h.id());
+      } else {
+        for (const QdDbObjectId& h : static_cast<const QdIfcSetAggr<QdDbObjectId>*>(m)->items())
+          if (!h.isNull()) ids.push_back(h.id());
+      }
+    } else {
+      QdIfcVariant v;
+      if (!get(object, c.ref, v)) return;
+      QdIfcAggr* aggregate = nullptr;
+      QdDbObjectId single;
+      if (referenceIn(v, single)) {
+        ids.push_back(single.id());
+      } else if (v.getValue(aggregate) && aggregate && !aggregate->isNil()) {
+        std::unique_ptr<QdIfcAggrConstIterator> it(aggregate->createConstIterator());
+        QdIfcVariant element;
+        QdDbObjectId h;
+        while (it->next())
+          if (it->getValue(element) && referenceIn(element, h)) ids.push_back(h.id());
+      }
     }
     const int n = static_cast<int>(ids.size());
     if (n >= c.lower && (Consts::isUnset(c.upper) || n <= c.upper)) return;
@@ -321,11 +395,19 @@ class Validator {
     add(kRuleInverseBounds, c.display, c.expected, found);
   }
 
-  void checkGlobalId(const QdIfcEntityBase& object, const QdAnsiString& name) {
-    QdIfcVariant v;
-    if (!object.testAttr(name) || !object.getAttr(name, v)) return;
+  void checkGlobalId(const QdIfcEntityBase& object, const AttrRef& r) {
+    if (!test(object, r)) return;
     std::string text;
-    if (const QdIfcGUID* guid = v.ptr<QdIfcGUID>()) {
+    const QdIfcGUID* guid = nullptr;
+    QdIfcVariant v;
+    if (const QdIfcAttrRow* row = rowOf(r, {QdIfcMemberKind::kGuid})) {
+      guid = static_cast<const QdIfcGUID*>(QdIfcClassTable::member(&object, *row));
+    } else if (!get(object, r, v)) {
+      return;
+    } else {
+      guid = v.ptr<QdIfcGUID>();
+    }
+    if (guid) {
       text = guid->view();
       if ((m_rules & kRuleGlobalIdForm) && !guid->isWellFormed())
         add(kRuleGlobalIdForm, "GlobalId", "22 characters of the IFC base-64 alphabet, the first one 0 to 3",
@@ -346,6 +428,7 @@ class Validator {
   unsigned m_rules;
   uint64_t m_id = 0;
   const QdIfcEntityType* m_type = nullptr;
+  const QdIfcClassTable* m_table = nullptr;  // of the instance at hand; null for a class without one
   std::unordered_map<const QdIfcEntityType*, TypePlan> m_plans;
   std::unordered_map<std::string, uint64_t> m_globalIds;
   std::vector<QdIfcFinding> m_findings;

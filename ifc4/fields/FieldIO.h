@@ -1,8 +1,7 @@
-// The fields of STEP records that take more than one filer call: the GUID,
-// enumerations, aggregates (flat and nested), and the binary. Generated inFields and
-// outFields are straight runs of filer calls and calls into this file, with constant
-// flags; the select classes read and write their aggregate members with the same
-// list readers and writers.
+// The fields of STEP records whose reading and writing depends on a module's types:
+// enumerations and aggregates (flat and nested). The member classes of the entity
+// tables (MemberClasses.h) call them; the select classes read and write their
+// aggregate members with the same list readers and writers.
 #pragma once
 
 #include <QdIfc4/EnumCompanions.h>
@@ -20,31 +19,11 @@ namespace IFC4::detail {
 
 using QD_SDAI::QdSpfFilerBase;
 
-// ---- scalars that are not one filer call ----------------------------------------------
-
-inline void readGuid(QD_SDAI::QdIfcGUID& member, QdSpfFilerBase* filer, bool comma) {
-  char buffer[QD_SDAI::QdIfcGUID::kLength + 2];
-  if (filer->rdLimitedString(buffer, QD_SDAI::QdIfcGUID::kLength, false, comma) == QD::eOk) member = buffer;
-}
-inline void writeGuid(const QD_SDAI::QdIfcGUID& member, QdSpfFilerBase* filer, bool comma) {
-  filer->wrLimitedString(member.constStr(), QD_SDAI::QdIfcGUID::kLength, false, comma);
-}
+// ---- enumerations ----------------------------------------------------------------
 
 // The number of a literal read from a file; a literal the table does not know, in any
 // case, gives the unset value without complaint.
 QDIFC4_API int enumFromLiteral(const EnumTable& table, std::string_view literal);
-
-template <class E>
-void readEnum(E& member, QdSpfFilerBase* filer, bool optional, bool comma) {
-  std::string_view literal = filer->rdEnumerationView(optional, comma);
-  if (!literal.empty()) member = E(enumFromLiteral(EnumTraits<E>::table, literal));
-}
-// The literal of the value; the unset value (or any number that is no literal) gives $.
-template <class E>
-void writeEnum(const E& member, QdSpfFilerBase* filer, bool optional, bool comma) {
-  const int v = member.value();
-  filer->wrEnumerationStr(v < 0 ? nullptr : enumToString(EnumTraits<E>::table, v), optional, comma);
-}
 
 // ---- aggregates -----------------------------------------------------------------
 
@@ -85,11 +64,6 @@ QD::ErrorStatus readFlat(QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer, bool
   return QD::eOk;
 }
 
-template <class A>
-void readAggr(A& member, QdSpfFilerBase* filer, bool comma) {
-  readFlat<typename A::value_type>(member, filer, comma);
-}
-
 // The elements of a filled aggregate of T, in their order.
 template <class T>
 const QD_SDAI::detail::AggrStorage<T>& elementsOf(const QD_SDAI::QdIfcAggr& a) {
@@ -122,28 +96,6 @@ inline bool beginAggregate(const QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* fil
     return false;
   }
   return true;
-}
-
-// The flat writer.
-template <class A>
-void writeAggr(const A& member, QdSpfFilerBase* filer, bool optional, bool comma) {
-  if (beginAggregate(member, filer, optional, comma)) writeList<typename A::value_type>(member, filer);
-}
-
-// A list of binaries: each element as "hex", as it was read.
-template <class A>
-void writeBinaries(const A& member, QdSpfFilerBase* filer, bool optional, bool comma) {
-  if (!beginAggregate(member, filer, optional, comma)) return;
-  filer->wrChar('(');
-  bool first = true;
-  for (const QD_SDAI::QdAnsiString& e : member.items()) {
-    if (!first) filer->wrChar(',');
-    first = false;
-    filer->wrChar('"');
-    filer->text().append(e.view());
-    filer->wrChar('"');
-  }
-  filer->wrChar(')');
 }
 
 // Lists of lists: each inner list by the flat reader; a malformed inner list leaves
@@ -204,23 +156,6 @@ void writeNested(const QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<T>>
     }
   }
   filer->wrChar(')');
-}
-
-// The one binary attribute is not carried: its parameter is stepped over on reading,
-// and an empty binary literal is written in its place.
-inline void readBinary(QdSpfFilerBase* filer, bool comma) {
-  if (comma) filer->ignoreUntilComments(',', false);
-  if (filer->peek() == '"') {
-    filer->ignoreUntilComments('"', false);
-    filer->ignoreUntilComments('"', false);
-  } else {
-    filer->skipParameter();
-  }
-}
-inline void writeBinary(QdSpfFilerBase* filer, bool comma) {
-  if (comma) filer->wrChar(',');
-  filer->wrChar('"');
-  filer->wrChar('"');
 }
 
 // ---- the aggregate and enumeration members of selects ----------------------------------

@@ -1,5 +1,6 @@
 // The shared bodies of the property templates.
 #include <QdIfc4/PropertyTemplates.h>
+#include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/HsString.h>
 #include <QdIfcCore/QdIfcAggrValueTypes.h>
 #include <QdIfcCore/QdIfcSettings.h>
@@ -44,13 +45,29 @@ bool textFromVariant(const QdIfcVariant& value, QdAnsiString& out) {
   return true;
 }
 
-QD::ErrorStatus collectRelated(const QdIfcEntityBase* entity, const QdAnsiString& inverse, const char* related,
-                               QdIfcHandleArray* members, int* count) {
+const QdIfcAttrRow* rowOf(const QdIfcProperty& property) {
+  const QdIfcEntityType* type = property.entityType();
+  const QdIfcClassTable* table = type ? type->classTable() : nullptr;
+  return table ? table->find(QdIfcAttrOp::kGet, property.name().view()) : nullptr;
+}
+
+bool getByRow(const QdIfcEntityBase* entity, const QdIfcProperty& property, const QdIfcAttrRow* row,
+              QdIfcVariant& value) {
+  const QdIfcEntityType* type = entity->getInstanceType();
+  const QdIfcClassTable* table = type ? type->classTable() : nullptr;
+  // An entity of another type answers by name, as its own getAttr does (for a name it lacks: false).
+  if (!table || !row || !type->isSubtypeOf(property.entityType())) return entity->getAttr(property.name(), value);
+  return table->getAttr(entity, *row, value);
+}
+
+QD::ErrorStatus collectRelated(const QdIfcEntityBase* entity, const QdIfcProperty& inverse,
+                               const QdIfcAttrRow* inverseRow, const char* related, QdIfcHandleArray* members,
+                               int* count) {
   if (!entity) return QD::eNotAvailable;
   if (count) *count = 0;
   QdIfcVariant v;
   QdIfcArray<QdDbObjectId> relationships;
-  if (!entity->getAttr(inverse, v) || !v.getValue(relationships)) return QD::eNotAvailable;
+  if (!getByRow(entity, inverse, inverseRow, v) || !v.getValue(relationships)) return QD::eNotAvailable;
   const QdAnsiString relatedName(related);
   for (const QdDbObjectId& id : relationships) {
     QdIfcEntityBase* relationship = id.openObject(kForRead, false);

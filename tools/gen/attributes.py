@@ -1,51 +1,94 @@
-"""The attributes of the entity classes: members, the four operations by name, and
-the typed accessors.
+"""The attributes of the entity classes: members, typed accessors, and the rows of
+the class's attribute table.
 
-Every body is a chain of name tests, each followed by one call into the hand-written
-rules of ifc4/entities/AttrAccess.h; which rule is called depends only on the member's
-value kind, looked up in the tables below.
+A row names the attribute, where its member lies (offsetof) and what it holds; the
+hand-written interpreter (core/src/QdIfcClassTable.cpp) serves getAttr, putAttr,
+testAttr, unsetAttr, the record's fields and the inverse links from the rows. The
+rows of a class stand in getAttr's order: explicit attributes, those the class
+redeclares as derived, inverses. Each row is one call of a row helper of
+entities/MemberClasses.h, chosen by the member's value kind.
 """
 
 from __future__ import annotations
 
-from typing import List
+from typing import List, Optional, Tuple
 
-from attrmodel import Attr, EntityClass
+from attrmodel import Attr, EntityClass, Value
 
 NS = "QD_SDAI::"
 
-# The rule each operation calls, by value kind.
-GET = {"integer": "getValue", "real": "getValue", "boolean": "getValue", "logical": "getValue",
-       "guid": "getValue", "entity": "getValue", "enumeration": "getValue", "binary": "getValue",
-       "string": "getText", "select": "getSelect", "aggregate": "getAggr", "nested": "getAggr"}
-PUT = {"integer": "putScalar", "real": "putScalar", "boolean": "putScalar", "logical": "putScalar",
-       "guid": "putScalar", "entity": "putScalar", "string": "putScalar", "binary": "putScalar",
-       "select": "putScalar", "enumeration": "putEnum", "aggregate": "putAggr", "nested": "putNested"}
+# The member kind of each value kind (QdIfcMemberKind).
+MEMBER_KINDS = {"integer": "kInteger", "real": "kReal", "boolean": "kBoolean", "logical": "kLogical",
+                "string": "kString", "binary": "kBinary", "guid": "kGuid", "entity": "kEntity",
+                "enumeration": "kEnumeration", "select": "kSelect", "aggregate": "kAggregate", "nested": "kNested"}
 
-# Unset values a member gets in its declaration, and those assigned in the constructor.
-INITIALISER = {"integer": " = QD_SDAI::Consts::QdIntUnset", "real": " = QD_SDAI::Consts::QdRealUnset"}
-
-
-def get_rule(a: Attr) -> str:
-    if a.role == "redeclared":
-        return "detail::getRedeclared(value)"
-    if a.role == "inverse":
-        return f"detail::{'getValue' if a.single else 'getAggr'}({a.member}, value)"
-    return f"detail::{GET[a.value.kind]}({a.member}, value)"
-
-
-def put_rule(a: Attr) -> str:
-    kind = "aggregate" if a.role == "inverse" else a.value.kind
-    return f"detail::{PUT[kind]}({a.member}, value)"
+# Unset values a member gets in its declaration; the binary stays empty.
+INITIALISER = {"integer": " = QD_SDAI::Consts::QdIntUnset", "real": " = QD_SDAI::Consts::QdRealUnset",
+               "string": " = QD_SDAI::Consts::QdStringUnset"}
 
 
 def operation_names(c: EntityClass, operation: str) -> List[Attr]:
-    """The names an operation tests, in its order."""
+    """The names an operation finds in the class's own rows, in row order."""
     if operation == "getAttr":
         return c.explicit + c.redeclared + c.inverses
     if operation == "putAttr":
         return c.put_names()
-    return c.explicit
+    return [a for a in c.explicit if a.value.kind != "binary"]
+
+
+def rows(c: EntityClass) -> List[Attr]:
+    """The attributes of the class's table, in the order of its rows."""
+    return c.explicit + c.redeclared + c.inverses
+
+
+def member_class(v: Value) -> str:
+    """The member class (entities/MemberClasses.h) of an enumeration, select or aggregate."""
+    if v.kind == "enumeration":
+        return f"enumOf<{v.cls}>"
+    if v.kind == "select":
+        return f"selectOf<{v.cls}>"
+    if v.kind == "nested":
+        return f"nestedOf<{v.element_type}>"
+    if v.element.kind == "binary":
+        return "kBinaryList"
+    return f"{v.shape}Of<{v.element_type}>"
+
+
+def bound(value: Optional[int]) -> str:
+    return "kUnset" if value is None else str(value)
+
+
+def marks(flags: List[str]) -> str:
+    return " | ".join(flags) if flags else "0"
+
+
+def row(c: EntityClass, a: Attr, extra: List[str], links: Optional[Tuple[str, int]]) -> str:
+    """The row of attribute a in class c's table. extra: marks besides the optional one;
+    links: the inverse links of a forward attribute, as (first link, count)."""
+    at = f"offsetof({c.name}, {a.member})"
+    if a.role == "redeclared":
+        return f'redeclaredRow("{a.name}", {at}, {MEMBER_KINDS[a.value.kind]})'
+    if a.role == "inverse":
+        writable = any(a is w for w in c.writable)
+        flags = (["kSingle"] if a.single else []) + (["kWritable"] if writable else [])
+        target = f"&{a.value.cls}::g_pEntityType"
+        tail = ", &setOf<QD_SDAI::QdDbObjectId>" if writable else ""
+        return (f'inverseRow("{a.name}", {at}, {marks(flags)}, {bound(a.lower)}, {bound(a.upper)}, {target}, '
+                f'"{a.inverts}"{tail})')
+    v = a.value
+    m = marks((["kOpt"] if a.schema_optional else []) + extra)
+    link = f", {links[0]}, {links[1]}" if links else ""
+    if v.kind == "entity":
+        return f'ref("{a.name}", {at}, {m}, &{v.cls}::g_pEntityType{link})'
+    if v.kind == "enumeration":
+        return f'enumRow("{a.name}", {at}, {m}, {member_class(v)})'
+    if v.kind == "select":
+        return f'selectRow("{a.name}", {at}, {m}, {member_class(v)}{link})'
+    if v.kind == "aggregate":
+        return f'aggrRow("{a.name}", {at}, {m}, {member_class(v)}, {bound(v.lower)}, {bound(v.upper)}{link})'
+    if v.kind == "nested":
+        return f'nestedRow("{a.name}", {at}, {m}, {member_class(v)}, {bound(v.lower)}, {bound(v.upper)})'
+    return f'attr("{a.name}", {at}, {MEMBER_KINDS[v.kind]}{"" if m == "0" else ", " + m})'
 
 
 # ---- header -------------------------------------------------------------------------------
@@ -53,7 +96,7 @@ def operation_names(c: EntityClass, operation: str) -> List[Attr]:
 def includes(c: EntityClass) -> List[str]:
     out = []
     kinds = {a.value.kind for a in c.explicit}
-    if kinds & {"integer", "real"}:
+    if kinds & {"integer", "real", "string"}:
         out.append("#include <QdIfcCore/Consts.h>")
     if "guid" in kinds:
         out.append("#include <QdIfcCore/QdIfcGUID.h>")
@@ -109,58 +152,7 @@ def member_declarations(c: EntityClass) -> List[str]:
     return out
 
 
-def operation_declarations() -> List[str]:
-    return ["  bool getAttr(const QD_SDAI::QdAnsiString& name, QD_SDAI::QdIfcVariant& value) const override;",
-            "  bool putAttr(const QD_SDAI::QdAnsiString& name, const QD_SDAI::QdIfcVariant& value) override;",
-            "  bool testAttr(const QD_SDAI::QdAnsiString& name) const override;",
-            "  void unsetAttr(const QD_SDAI::QdAnsiString& name) override;",
-            "  using QD_SDAI::QdIfcEntityBase::testAttr;"]
-
-
 # ---- source ---------------------------------------------------------------------------
-
-def constructor_body(c: EntityClass) -> List[str]:
-    """Strings are given the unset text once every member exists; the binary stays empty."""
-    return [f"  {a.member} = QD_SDAI::Consts::QdStringUnset;" for a in c.explicit if a.value.kind == "string"]
-
-
-def test_rule(a: Attr) -> str:
-    return f"detail::isSet({a.member})"
-
-
-def unset_rule(a: Attr) -> str:
-    return f"detail::unset({a.member})"
-
-
-# The four operations: signature, access test, the call up the chain, the rule per name.
-OPERATIONS = [
-    ("getAttr", "bool {n}::getAttr(const QdAnsiString& name, QdIfcVariant& value) const", "checkRead",
-     "getAttr(name, value)", get_rule),
-    ("putAttr", "bool {n}::putAttr(const QdAnsiString& name, const QdIfcVariant& value)", "checkWrite",
-     "putAttr(name, value)", put_rule),
-    ("testAttr", "bool {n}::testAttr(const QdAnsiString& name) const", "checkRead", "testAttr(name)", test_rule),
-    ("unsetAttr", "void {n}::unsetAttr(const QdAnsiString& name)", "checkWrite", "unsetAttr(name)", unset_rule),
-]
-
-
-def emit_operations(c: EntityClass) -> str:
-    n = c.name
-    out: List[str] = []
-    for op, signature, check, up, rule in OPERATIONS:
-        out.append(signature.format(n=n) + " {")
-        out.append(f'  detail::{check}(this, "IFC4::{n}::{op}");')
-        for a in operation_names(c, op):
-            if a.value.kind == "binary" and op in ("testAttr", "unsetAttr"):
-                out.append(f'  // "{a.key}": a binary is neither tested nor unset by name; the supertype answers.')
-            else:
-                out.append(f'  if (detail::named(name, "{a.key}")) return {rule(a)};')
-        if c.supertype:
-            out.append(f"  {'' if op == 'unsetAttr' else 'return '}{c.supertype}::{up};")
-        elif op != "unsetAttr":
-            out.append("  return false;")
-        out.append("}\n")
-    return "\n".join(out) + "\n"
-
 
 def emit_accessors(c: EntityClass) -> str:
     """The accessors defined out of line: pointers to referenced objects and the array forms."""

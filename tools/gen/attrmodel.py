@@ -92,10 +92,13 @@ class Attr:
     role: str                          # explicit, inverse, redeclared
     value: Value
     optional: bool = False             # explicit: $ allowed in a file
+    required: bool = False             # explicit reference: mandatory in the schema
     single: bool = False               # inverse: a single handle, not an aggregate
     inverts: str = ""                  # inverse: the forward attribute's name
     forward: str = ""                  # inverse: the class that declares the forward attribute
     supertype: str = ""                # redeclared: the class whose explicit attribute it redeclares
+    lower: Optional[int] = None        # inverse: bounds (None: unset)
+    upper: Optional[int] = None
 
     @property
     def key(self) -> str:
@@ -104,6 +107,11 @@ class Attr:
     @property
     def member(self) -> str:
         return "m_" + self.name
+
+    @property
+    def schema_optional(self) -> bool:
+        """The schema lets the attribute be unset: marked opt, or a reference not marked required."""
+        return self.optional or (self.value.kind == "entity" and not self.required)
 
     @property
     def cpp(self) -> str:
@@ -219,11 +227,13 @@ def resolve(schema: schemadata.Schema) -> Model:
         for a in e.attributes:
             where = f"{e.name}.{a.name}"
             if a.kind == "explicit":
-                c.explicit.append(Attr(e.name, a.name, "explicit", r.value(a.type, where), optional=a.optional))
+                c.explicit.append(Attr(e.name, a.name, "explicit", r.value(a.type, where), optional=a.optional,
+                                       required=a.required))
                 c.own.append(c.explicit[-1])
             elif a.kind == "inverse":
                 c.inverses.append(Attr(e.name, a.name, "inverse", Value("entity", r.entities[a.target].name)
-                                       if a.target else Value("entity"), single=not a.target, inverts=a.inverts))
+                                       if a.target else Value("entity"), single=not a.target, inverts=a.inverts,
+                                       lower=a.lower, upper=a.upper))
                 c.own.append(c.inverses[-1])
         by_name[e.name] = c
         for a in e.attributes:

@@ -98,10 +98,8 @@ def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
     for k, part in enumerate(chunks):
         out.append(f"\nvoid defineEntities{k}(QdIFC4SchemaBuilder::EntityPhase& phase) {{")
         for e in part:
-            super_slot = f"IFC4::{e.supertype}::g_pEntityType" if e.supertype else "nullptr"
-            out.append(f"  phase.begin({c_string(e.key)}, {c_string(e.name)}, &IFC4::{e.name}::create, "
-                       f"&{properties.builder_name(model.by_name[e.name])}, IFC4::{e.name}::g_pEntityType, "
-                       f"{super_slot});")
+            out.append(f"  phase.begin({c_string(e.key)}, {c_string(e.name)}, IFC4::{e.name}::kTable, "
+                       f"&{properties.builder_name(model.by_name[e.name])});")
             for a in e.attributes:
                 if a.kind == "explicit":
                     optional = "true" if schema_optional(a, entity_keys) else "false"

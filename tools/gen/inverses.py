@@ -1,46 +1,35 @@
-"""setInverseCounterParts and resetInverseCounterParts of the classes whose forward
-attributes fill inverse members: the call up the chain, then one link call per
-forward attribute, naming its candidate classes and their inverse members in the
-order they are tested."""
+"""The inverse links of the entity tables: for each forward attribute that fills
+inverse members, its candidate classes in the order they are tested, each with the
+row of its inverse member. The interpreter links the supertypes' attributes first,
+then the class's own in explicit order."""
 
 from __future__ import annotations
 
-from typing import Dict, List
+from typing import Dict, List, Tuple
 
-from attrmodel import EntityClass, Model
-
-LINK = {"reference": "linkOne", "select": "linkOne", "aggregate": "linkEach"}
+from attrmodel import Attr, EntityClass, Model
 
 
-def declarations(c: EntityClass) -> List[str]:
+def inverse_row(model: Model, cls: str, inverse: Attr) -> int:
+    """The place of an inverse attribute among its class's rows."""
+    c = model.by_name[cls]
+    return len(c.explicit) + len(c.redeclared) + next(i for i, x in enumerate(c.inverses) if x is inverse)
+
+
+def array_name(c: EntityClass) -> str:
+    return f"k{c.name}Links"
+
+
+def links(model: Model, c: EntityClass) -> Tuple[str, Dict[str, Tuple[str, int]]]:
+    """The class's link array (empty when it has no forward rows), and for each forward
+    attribute its first link and count."""
     if not c.rows:
-        return []
-    return ["  void setInverseCounterParts() override;",
-            "  // Empty on purpose: inverse members keep what they hold.",
-            "  void resetInverseCounterParts() override;"]
-
-
-def friends(model: Model) -> Dict[str, List[str]]:
-    """For each class with inverse members, the classes whose links write them."""
-    out: Dict[str, set] = {}
-    for c in model.linking_classes():
-        for row in c.rows:
-            for t in row.targets:
-                if t.cls != c.name:
-                    out.setdefault(t.cls, set()).add(c.name)
-    return {k: sorted(v) for k, v in out.items()}
-
-
-def emit(c: EntityClass) -> str:
-    if not c.rows:
-        return ""
-    n = c.name
-    out = [f"void {n}::setInverseCounterParts() {{"]
-    if c.supertype:
-        out.append(f"  {c.supertype}::setInverseCounterParts();")
+        return "", {}
+    entries: List[str] = []
+    where: Dict[str, Tuple[str, int]] = {}
     for row in c.rows:
-        targets = ", ".join(f"detail::inverseOf(&{t.cls}::{t.inverse.member})" for t in row.targets)
-        out.append(f"  detail::{LINK[row.shape]}({row.attr.member}, m_objectId, {targets});")
-    out.append("}\n")
-    out.append(f"void {n}::resetInverseCounterParts() {{}}\n")
-    return "\n".join(out) + "\n"
+        first = f"{array_name(c)} + {len(entries)}" if entries else array_name(c)
+        where[row.attr.name] = (first, len(row.targets))
+        entries += [f"{{&{t.cls}::kTable, {inverse_row(model, t.cls, t.inverse)}}}" for t in row.targets]
+    text = f"const QD_SDAI::QdIfcInverseLink {array_name(c)}[] = {{{', '.join(entries)}}};\n"
+    return text, where

@@ -1,6 +1,7 @@
 """The data-file reader and the phase emitter."""
 
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -173,9 +174,8 @@ class EmitterTest(unittest.TestCase):
                       "initSelectTypes", "initAggregateTypes"):
             self.assertIn(f"void QdIFC4SchemaBuilder::{phase}()", text + types)
         # Entities: created with the supertype's slot as it stands, attributes in order, then closed.
-        self.assertIn('phase.begin("IFCORIENTEDEDGE", "IfcOrientedEdge", &IFC4::IfcOrientedEdge::create, '
-                      '&IFC4::detail::buildIfcOrientedEdgeProperties, IFC4::IfcOrientedEdge::g_pEntityType, '
-                      'IFC4::IfcEdge::g_pEntityType);', types)
+        self.assertIn('phase.begin("IFCORIENTEDEDGE", "IfcOrientedEdge", IFC4::IfcOrientedEdge::kTable, '
+                      '&IFC4::detail::buildIfcOrientedEdgeProperties);', types)
         self.assertIn('phase.derivedAttribute("ifcedge_edgestart", "IFCROOT", "IfcEdge");', types)
         self.assertIn('phase.inverseAttribute("ToSet", Consts::QdIntUnset, Consts::QdIntUnset, "", '
                       '"MaterialLayers");', types)
@@ -183,15 +183,14 @@ class EmitterTest(unittest.TestCase):
         self.assertLess(types.index('"GlobalId"'), types.index('"Name"'))
         self.assertIn('phase.define("IfcShell", {"IFCEDGE", "IFCORIENTEDEDGE"}, IFC4::IfcShell::sType);', types)
 
-    def test_kind_chain_is_own_type_then_root_down(self):
+    def test_each_table_chains_to_its_direct_supertypes(self):
         schema = schemadata.read_schema(write_schema(SAMPLE))
         model = attrmodel.resolve(schema)
-        source = entities.emit_source(model, model.by_name["IfcOrientedEdge"])
-        chain = source[source.index("IfcOrientedEdge::isKindOf(const QD_SDAI::QdIfcEntityType* type)"):]
-        chain = chain[:chain.index("}")]
-        self.assertEqual([p.strip() for p in chain.split("return type && (")[1].rstrip(");\n ").split("||")],
-                         ["type == g_pEntityType", "type == IfcRoot::g_pEntityType",
-                          "type == IfcEdge::g_pEntityType"])
+        for c in model.classes:
+            table = re.search(r"QDIFC4_TABLE(_WITHOUT_ROWS)?\((\w+), ([^)]+)\);", entities.emit_table(model, c))
+            self.assertEqual(table.group(2), c.name)
+            self.assertEqual(table.group(1) is None, bool(c.explicit or c.redeclared or c.inverses), c.name)
+            self.assertEqual(table.group(3), f"&{c.supertype}::kTable" if c.supertype else "nullptr", c.name)
 
     def test_c_strings_escape_what_they_must(self):
         self.assertEqual(genifc.c_string('a"b\\c'), '"a\\"b\\\\c"')

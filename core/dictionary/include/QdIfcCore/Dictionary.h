@@ -35,6 +35,7 @@ class QdIfcInverseAttributeDefinition;
 class QdIfcSchema;
 class QdIfcPropertyCollection;
 class QdIfcEntityBase;
+class QdIfcClassTable;
 
 // Anything a Dictionary can hold.
 class QDIFCCORE_API DictionaryInstance : public QdIfcObject {
@@ -269,6 +270,10 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
   static QdIfcEntityType* createEntityType(QdIfcSchema* schema, const char* name, bool flag, QdIfcEntityFactory factory,
                                            QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot,
                                            const QdIfcEntityType* supertype);
+  // The same for a class with an attribute table: the factory, the slot and the
+  // supertype (the type of the supertype's table) are the table's.
+  static QdIfcEntityType* createEntityType(QdIfcSchema* schema, const char* name, bool flag,
+                                           const QdIfcClassTable& table, QdIfcPropertyBuilder propertyBuilder);
   ~QdIfcEntityType() override;
   NameTypeKind nameTypeKindType() const override { return kEntityType; }
   const QdIfcEntityType* asEntityType() const override { return this; }
@@ -298,10 +303,18 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
   // All attributes, the root's first, in the order of a file's parameter list.
   std::vector<const QdIfcAttributeDefinition*> allAttributes() const;
 
-  // True when type is this type or one of its supertypes.
+  // True when type is this type or one of its supertypes. Within a schema that has
+  // numbered its types, one comparison of places in the type tree.
   bool isSubtypeOf(const QdIfcEntityType* type) const noexcept;
   // Number of supertypes above this type.
   int depth() const noexcept;
+  // The type's place in a pre-order walk of its schema's type tree, and the last place
+  // in its subtree; -1 until the schema numbers its types (QdIfcSchema::numberEntityTypes).
+  int treeIndex() const noexcept { return m_treeIndex; }
+  int treeEnd() const noexcept { return m_treeEnd; }
+
+  // The attribute table of the type's class, or null for a class without one.
+  const QdIfcClassTable* classTable() const noexcept { return m_classTable; }
 
   // The property objects of the own attributes, made by the property builder when
   // the type was created. Inherited attributes are in the supertypes' collections.
@@ -310,13 +323,19 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
  private:
   QdIfcEntityType(QdIfcSchema* schema, const char* name, bool flag, QdIfcEntityFactory factory,
                   QdIfcPropertyBuilder propertyBuilder, const QdIfcEntityType* supertype);
+  static QdIfcEntityType* create(QdIfcSchema* schema, const char* name, bool flag, QdIfcEntityFactory factory,
+                                 QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot,
+                                 const QdIfcEntityType* supertype, const QdIfcClassTable* table);
 
+  friend class QdIfcSchema;
   QdIfcSchema* m_schema;
   bool m_flag;
   QdIfcEntityFactory m_factory;
   QdIfcPropertyBuilder m_propertyBuilder;
   const QdIfcEntityType* m_supertype;
   std::vector<QdIfcAttributeDefinition*> m_attributes;
+  const QdIfcClassTable* m_classTable = nullptr;
+  int m_treeIndex = -1, m_treeEnd = -1;
   QdIfcPropertyCollection m_properties;
 };
 
@@ -490,6 +509,10 @@ class QDIFCCORE_API QdIfcSchema {
 
   // Entity types in creation order.
   const std::vector<QdIfcEntityType*>& entityTypeList() const noexcept { return m_entityTypeList; }
+  // Gives every entity type its place in a pre-order walk of the type tree (roots and
+  // subtypes in creation order), so that a subtype test is one comparison. Types made
+  // afterwards have none until it runs again; tests that involve them walk the chain.
+  void numberEntityTypes();
 
  private:
   friend class QdIfcEntityType;

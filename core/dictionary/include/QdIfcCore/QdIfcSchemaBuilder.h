@@ -38,7 +38,7 @@ class QDIFCCORE_API QdIfcSchemaBuilder {
   QdIfcSchemaBuilder(const QdIfcSchemaBuilder&) = delete;
   QdIfcSchemaBuilder& operator=(const QdIfcSchemaBuilder&) = delete;
 
-  // Runs defineSchema, then resolves the pending tables.
+  // Runs defineSchema, then resolves the pending tables and numbers the entity types.
   void build();
 
   // Names that did not resolve in the last build(), as "what: name" lines. The
@@ -85,6 +85,9 @@ class QDIFCCORE_API QdIfcSchemaBuilder {
     explicit EntityPhase(QdIfcSchemaBuilder& builder) : m_builder(builder) {}
     void begin(const char* capsName, const char* schemaName, QdIfcEntityFactory factory,
                QdIfcPropertyBuilder propertyBuilder, QdIfcEntityType*& slot, const QdIfcEntityType* supertype);
+    // A type whose class has an attribute table: the factory, the slot and the supertype are the table's.
+    void begin(const char* capsName, const char* schemaName, const QdIfcClassTable& table,
+               QdIfcPropertyBuilder propertyBuilder);
     // optional: the schema lets the attribute be unset (QdIfcExplicitAttributeDefinition::optional).
     void explicitAttribute(const char* name, const char* type, bool optional = false);
     // redeclares: the supertype whose attribute this one redeclares, or the empty text.

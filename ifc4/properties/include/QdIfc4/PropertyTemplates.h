@@ -12,7 +12,8 @@
 //   ArrayProperty         aggregates: read into and written from QdIfcArray
 //   ReadOnlyProperty      single inverses: the accessor's handle, no write
 //   ArrayReadProperty     inverse sets (InverseArrayProperty): read into QdIfcArray, no write
-//   EnumProperty          enumerations: read by name through getAttr, no write
+//   EnumProperty          enumerations: read as getAttr gives them, by the attribute's
+//                         row in the entity type's table; no write
 //   SelectProperty        selects: neither (their values are reached with getAttr)
 //   HierarchyProperty     a decomposition or containment, walked through the
 //                         relationship objects it lists
@@ -22,6 +23,7 @@
 #include <QdIfcCore/QdAnsiString.h>
 #include <QdIfcCore/QdDbObjectId.h>
 #include <QdIfcCore/QdIfcArray.h>
+#include <QdIfcCore/QdIfcClassTable.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcProperty.h>
 #include <QdIfcCore/QdIfcVariant.h>
@@ -51,11 +53,20 @@ struct AccessorOf<R (C::*)() const> {
 QDIFC4_API void textToVariant(const QD_SDAI::QdAnsiString& member, QdIfcVariant& value);
 // The member text for an HsString variant; false, with out unchanged, for any other variant.
 QDIFC4_API bool textFromVariant(const QdIfcVariant& value, QD_SDAI::QdAnsiString& out);
-// The walk of a hierarchy property: each relationship of the entity's inverse
-// `inverse`, opened, gives its aggregate `related`. Appends to members when it is
-// not null, and counts into count when that is not null.
-QDIFC4_API QD::ErrorStatus collectRelated(const QdIfcEntityBase* entity, const QD_SDAI::QdAnsiString& inverse,
-                                          const char* related, QD_SDAI::QdIfcHandleArray* members, int* count);
+// The row of a property's attribute in its entity type's table: found once, when the
+// builder adds the property. Null where the type's class has no table.
+QDIFC4_API const QD_SDAI::QdIfcAttrRow* rowOf(const QD_SDAI::QdIfcProperty& property);
+// What getAttr gives for a property's attribute: by its row (with the access test of
+// the entity's own class) when the entity is of the property's entity type; by name
+// otherwise, or without a row.
+QDIFC4_API bool getByRow(const QdIfcEntityBase* entity, const QD_SDAI::QdIfcProperty& property,
+                         const QD_SDAI::QdIfcAttrRow* row, QdIfcVariant& value);
+// The walk of a hierarchy property: each relationship of the entity's inverse (its
+// row, or its name), opened, gives its aggregate `related`. Appends to members when it
+// is not null, and counts into count when that is not null.
+QDIFC4_API QD::ErrorStatus collectRelated(const QdIfcEntityBase* entity, const QD_SDAI::QdIfcProperty& inverse,
+                                          const QD_SDAI::QdIfcAttrRow* inverseRow, const char* related,
+                                          QD_SDAI::QdIfcHandleArray* members, int* count);
 
 // ---- the templates ----
 
@@ -145,10 +156,14 @@ class EnumProperty : public QD_SDAI::QdIfcProperty {
  public:
   using Value = Enum;
 
+  void bindRow() { m_row = rowOf(*this); }
   QD::ErrorStatus getAttribute(const QdIfcEntityBase* entity, QdIfcVariant& value) const override {
     if (!entity) return QD::eInvalidInput;
-    return entity->getAttr(name(), value) ? QD::eOk : QD::eNotAvailable;
+    return getByRow(entity, *this, m_row, value) ? QD::eOk : QD::eNotAvailable;
   }
+
+ private:
+  const QD_SDAI::QdIfcAttrRow* m_row = nullptr;
 };
 
 template <class Select>
@@ -171,23 +186,29 @@ class HierarchyProperty : public QD_SDAI::QdIfcCollectionProperty {
  public:
   using Value = QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>;
 
+  void bindRow() { m_row = rowOf(*this); }
   QD::ErrorStatus getCollection(const QdIfcEntityBase* entity, QD_SDAI::QdIfcHandleArray& members) const override {
-    return collectRelated(entity, name(), Related.chars, &members, nullptr);
+    return collectRelated(entity, *this, m_row, Related.chars, &members, nullptr);
   }
   QD::ErrorStatus getCollectionCount(const QdIfcEntityBase* entity, int& count) const override {
-    return collectRelated(entity, name(), Related.chars, nullptr, &count);
+    return collectRelated(entity, *this, m_row, Related.chars, nullptr, &count);
   }
+
+ private:
+  const QD_SDAI::QdIfcAttrRow* m_row = nullptr;
 };
 
 // ---- the builders' one step ----
 
-// Makes the property P, names it, gives it its value descriptor and entity type,
-// gives a hierarchy its two features, and hands it to the collection.
+// Makes the property P, names it, gives it its value descriptor and entity type (and
+// the row of its attribute, where P reads by row), gives a hierarchy its two
+// features, and hands it to the collection.
 template <class P>
 void addProperty(QD_SDAI::QdIfcPropertyCollection* collection, const char* name,
                  const QD_SDAI::QdIfcEntityType* entityType) {
   std::unique_ptr<P> property(new P());
   property->init(QD_SDAI::QdAnsiString(name), &QD_SDAI::QdIfcVariantType::Desc<typename P::Value>::value(), entityType);
+  if constexpr (requires { property->bindRow(); }) property->bindRow();
   if constexpr (std::is_base_of_v<QD_SDAI::QdIfcCollectionProperty, P>) {
     auto& features = property->propertyFeatures();
     features.reserve(2);

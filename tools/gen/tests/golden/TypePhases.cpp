@@ -13,20 +13,20 @@ using namespace QD_SDAI;
 namespace {
 
 void defineEntities0(QdIFC4SchemaBuilder::EntityPhase& phase) {
-  phase.begin("IFCROOT", "IfcRoot", &IFC4::IfcRoot::create, &IFC4::detail::buildIfcRootProperties, IFC4::IfcRoot::g_pEntityType, nullptr);
+  phase.begin("IFCROOT", "IfcRoot", IFC4::IfcRoot::kTable, &IFC4::detail::buildIfcRootProperties);
   phase.explicitAttribute("GlobalId", "IFCGLOBALLYUNIQUEID", false);
   phase.explicitAttribute("Name", "IFCLABEL", true);
   phase.end();
-  phase.begin("IFCCARTESIANPOINT", "IfcCartesianPoint", &IFC4::IfcCartesianPoint::create, &IFC4::detail::buildIfcCartesianPointProperties, IFC4::IfcCartesianPoint::g_pEntityType, nullptr);
+  phase.begin("IFCCARTESIANPOINT", "IfcCartesianPoint", IFC4::IfcCartesianPoint::kTable, &IFC4::detail::buildIfcCartesianPointProperties);
   phase.explicitAttribute("Coordinates", "list [1:3] of IFCLENGTHMEASURE", false);
   phase.end();
-  phase.begin("IFCWALL", "IfcWall", &IFC4::IfcWall::create, &IFC4::detail::buildIfcWallProperties, IFC4::IfcWall::g_pEntityType, IFC4::IfcRoot::g_pEntityType);
+  phase.begin("IFCWALL", "IfcWall", IFC4::IfcWall::kTable, &IFC4::detail::buildIfcWallProperties);
   phase.explicitAttribute("Position", "IFCCARTESIANPOINT", false);
   phase.explicitAttribute("PredefinedType", "IFCWALLTYPEENUM", true);
   phase.explicitAttribute("Tag", "IFCVALUEORPOINT", true);
   phase.inverseAttribute("ContainedIn", 0, 1, "ifcrelcontains", "RelatedWalls");
   phase.end();
-  phase.begin("IFCRELCONTAINS", "IfcRelContains", &IFC4::IfcRelContains::create, &IFC4::detail::buildIfcRelContainsProperties, IFC4::IfcRelContains::g_pEntityType, IFC4::IfcRoot::g_pEntityType);
+  phase.begin("IFCRELCONTAINS", "IfcRelContains", IFC4::IfcRelContains::kTable, &IFC4::detail::buildIfcRelContainsProperties);
   phase.explicitAttribute("RelatedWalls", "set [1:?] of IFCWALL", false);
   phase.explicitAttribute("Count", "IFCCOUNTMEASURE", true);
   phase.end();

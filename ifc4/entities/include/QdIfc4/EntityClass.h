@@ -1,0 +1,41 @@
+// What every entity class of the module declares alike.
+//
+// QDIFC4_ENTITY(Name) opens a generated class: its dictionary type, its factory, its
+// attribute table (rows of its own attributes, chained to the supertype's table), copy
+// and assignment (member by member, inline), and the virtual operations of the entity
+// base. Each operation is one
+// line in the class's source that hands the class's own table to the interpreter
+// (QdIfcClassTable), so a call qualified to a base class, obj->IfcRoot::getAttr(...),
+// starts at that class. The class's typed accessors and members follow the macro.
+#pragma once
+
+#include <QdIfc4/Export.h>
+#include <QdIfcCore/QdIfcClassTable.h>
+#include <QdIfcCore/QdIfcEntityBase.h>
+
+#define QDIFC4_ENTITY(Name)                                                                     \
+ public:                                                                                        \
+  static QD_SDAI::QdIfcEntityType* g_pEntityType;                                               \
+  /* Makes a default-constructed instance; given to the dictionary as the factory. */           \
+  static QD_SDAI::QdIfcEntityBase* create();                                                    \
+  static QD_SDAI::QdIfcClassTable kTable;                                                       \
+                                                                                                \
+  Name();                                                                                       \
+  Name(const Name& other) = default;                                                            \
+  Name& operator=(const Name& other) = default;                                                 \
+  ~Name() override;                                                                             \
+                                                                                                \
+  QD_SDAI::QdIfcEntityType* getInstanceType() const override;                                   \
+  bool isInstanceOf(const QD_SDAI::QdIfcEntityType* type) const override;                       \
+  bool isInstanceOf(const char* name) const override;                                           \
+  bool isKindOf(const QD_SDAI::QdIfcEntityType* type) const override;                           \
+  bool isKindOf(const char* name) const override;                                               \
+                                                                                                \
+  bool getAttr(const QD_SDAI::QdAnsiString& name, QD_SDAI::QdIfcVariant& value) const override; \
+  bool putAttr(const QD_SDAI::QdAnsiString& name, const QD_SDAI::QdIfcVariant& value) override; \
+  bool testAttr(const QD_SDAI::QdAnsiString& name) const override;                              \
+  void unsetAttr(const QD_SDAI::QdAnsiString& name) override;                                   \
+  using QD_SDAI::QdIfcEntityBase::testAttr;                                                     \
+  QD::ErrorStatus inFields(QD_SDAI::QdSpfFilerBase* filer) override;                            \
+  QD::ErrorStatus outFields(QD_SDAI::QdSpfFilerBase* filer) override;                           \
+  void setInverseCounterParts() override;
