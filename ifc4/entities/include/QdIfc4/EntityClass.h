@@ -13,6 +13,8 @@
 #include <QdIfcCore/QdIfcClassTable.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 
+// Name is a class name, which parentheses would not let stand as one.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define QDIFC4_ENTITY(Name)                                                                     \
  public:                                                                                        \
   static QD_SDAI::QdIfcEntityType* g_pEntityType;                                               \
@@ -39,3 +41,4 @@
   QD::ErrorStatus inFields(QD_SDAI::QdSpfFilerBase* filer) override;                            \
   QD::ErrorStatus outFields(QD_SDAI::QdSpfFilerBase* filer) override;                           \
   void setInverseCounterParts() override;
+// NOLINTEND(bugprone-macro-parentheses)
