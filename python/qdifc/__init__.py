@@ -1,0 +1,61 @@
+"""qdifc: IFC4 files in Python, over the QdIfc C++ toolkit.
+
+    import qdifc
+    model = qdifc.open("house.ifc")
+    for wall in model.by_type("IfcWall"):
+        print(wall.id(), wall.Name, wall.is_a(), qdifc.util.get_container(wall))
+
+Importing the package starts the IFC4 schema module, as a host program does; it is
+stopped when the interpreter ends (after the last model is gone).
+"""
+import atexit as _atexit
+
+from . import _qdifc
+from ._qdifc import Entity, Finding, Model, Problem, TypedValue
+
+__all__ = [
+    "open", "loads", "Model", "Entity", "TypedValue", "Problem", "Finding",
+    "Error", "FileError", "SchemaError", "ParseError", "schema", "util",
+]
+
+Error = _qdifc.Error
+
+
+class FileError(Error, OSError):
+    """A file that cannot be read or written."""
+
+    problem = None
+
+
+class SchemaError(Error):
+    """A file written in another schema than IFC4 (open it with any_schema=True to read it anyway)."""
+
+    problem = None
+
+
+class ParseError(Error):
+    """Data in which no record could be read; `problem` is the first problem."""
+
+    problem = None
+
+
+_qdifc._start("")
+_atexit.register(_qdifc._stop_when_idle)
+
+
+def open(path, progress=None, any_schema=False):  # noqa: A001 - the name scripts use
+    """Reads an IFC file into a new model.
+
+    The load's problems are `model.problems`; a file that loads with problems does not
+    raise. `progress(done_bytes, total_bytes)` is called now and then while reading.
+    Raises FileError, SchemaError or ParseError when the file does not load.
+    """
+    return _qdifc.open(str(path), progress, any_schema)
+
+
+def loads(data, progress=None, any_schema=False):
+    """Reads a model from the text of an IFC file (bytes or str)."""
+    return _qdifc.loads(data, progress, any_schema)
+
+
+from . import schema, util  # noqa: E402  (they use the names above)
