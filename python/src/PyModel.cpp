@@ -34,8 +34,9 @@ ModuleState& state() {
   return *s;
 }
 
-// Where the module is looked for: beside the build tree's or the installed libraries,
-// found from where this extension lies, then by the system's own search.
+// Where the module is looked for: beside the libraries of the build tree
+// (<build>/python/qdifc -> <build>/lib) or of the installation, found from where this
+// extension lies; then by the system's own search.
 std::string defaultPath() {
   namespace fs = std::filesystem;
   static const char* kFile = "libQdIfc4.so";
@@ -43,8 +44,7 @@ std::string defaultPath() {
   std::error_code ec;
   if (dladdr(reinterpret_cast<void*>(&defaultPath), &info) && info.dli_fname) {
     fs::path dir = fs::path(info.dli_fname).parent_path();
-    for (const fs::path& candidate :
-         {dir / ".." / ".." / "lib" / kFile, dir / ".." / ".." / ".." / kFile, fs::path(QDIFC_INSTALL_LIBDIR) / kFile})
+    for (const fs::path& candidate : {dir / ".." / ".." / "lib" / kFile, dir / QDIFC_PY_TO_LIBDIR / kFile})
       if (fs::exists(candidate, ec)) return fs::weakly_canonical(candidate, ec).string();
   }
   return kFile;
