@@ -262,6 +262,8 @@ class Loader {
         if (!record(m_index.records()[i])) m_unread.push_back(i);
       } else if (step != QdSpfRecordIndex::Step::kSkipped) {
         m_filer.setPosition(m_filer.begin() + m_builder.position());
+        // A progress display ends full.
+        if (m_options.progress) m_options.progress(total, total);
         return;
       }
     }

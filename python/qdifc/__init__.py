@@ -59,3 +59,6 @@ def loads(data, progress=None, any_schema=False):
 
 
 from . import schema, util  # noqa: E402  (they use the names above)
+
+# The dictionary of the model's schema, as qdifc.schema gives it.
+Model.schema = property(lambda self: schema, doc="The schema's dictionary (qdifc.schema)")

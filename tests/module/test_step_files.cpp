@@ -334,10 +334,11 @@ TEST_F(StepFiles, ProgressIsToldInBytesOfTheWhole) {
   options.progress = [&](uint64_t done, uint64_t total) { calls.emplace_back(done, total); };
   auto model = fresh();
   EXPECT_TRUE(qdIfcLoad(*model, text, options).problems.empty());
-  ASSERT_EQ(calls.size(), 2u);  // at the first record, and 65,536 records later
+  ASSERT_EQ(calls.size(), 3u);  // at the first record, 65,536 records later, and at the end
   EXPECT_LT(calls[0].first, calls[1].first);
   EXPECT_LT(calls[1].first, text.size());
   EXPECT_EQ(calls[1].second, text.size());
+  EXPECT_EQ(calls[2], std::make_pair(uint64_t{text.size()}, uint64_t{text.size()}));
 }
 
 TEST_F(StepFiles, WhatTheWriterWritesReadsBackAsTheSameModel) {

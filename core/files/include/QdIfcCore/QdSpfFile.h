@@ -34,7 +34,8 @@ struct QdIfcLoadOptions {
   // records, parameters per record, and memory for the whole file.
   QdSpfLimits limits;
   // Called now and then while the records are read, with the bytes read so far and
-  // the bytes in all; for a progress display. May be empty.
+  // the bytes in all, and once more with both the same when the records are read; for
+  // a progress display. May be empty.
   std::function<void(uint64_t done, uint64_t total)> progress;
 };
 
