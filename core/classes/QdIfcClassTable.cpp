@@ -42,8 +42,11 @@ inline uint32_t nameHash(const char* s, size_t n) noexcept {
   return h ^ (h >> 16);
 }
 
-// The n characters at s, in any case, spell the row's name.
+// The n characters at s, in any case, spell the row's name. Callers mostly spell a name
+// as the schema does, which one comparison of bytes settles (strncmp stops at the end
+// of a shorter row name).
 inline bool sameName(const char* s, size_t n, const char* rowName) noexcept {
+  if (std::strncmp(s, rowName, n) == 0) return rowName[n] == '\0';
   for (size_t i = 0; i < n; ++i)
     if (fold(static_cast<unsigned char>(s[i])) != fold(static_cast<unsigned char>(rowName[i]))) return false;
   return rowName[n] == '\0';
@@ -100,7 +103,7 @@ struct QdIfcClassTable::Index {
 
 namespace {
 
-QdIfcClassTable::Index* buildIndex(const QdIfcClassTable& table) {
+QdIfcClassTable::Index* makeIndex(const QdIfcClassTable& table) {
   using Index = QdIfcClassTable::Index;
   auto* ix = new Index;
   std::vector<const QdIfcClassTable*> chain;  // the class first
@@ -213,6 +216,10 @@ bool getRow(const void* m, const QdIfcAttrRow& row, QdIfcVariant& value) {
 // Scalars stay unchanged unless the value converts.
 template <class T>
 bool putScalar(void* m, const QdIfcVariant& value) {
+  if (const T* same = value.ptr<T>()) {  // the member's own type: no conversion
+    at<T>(m) = *same;
+    return true;
+  }
   QdIfcVariant scratch;
   const void* p = qdIfcConvertedPayload(value, QdIfcVariantType::Desc<T>::value(), scratch);
   if (!p) return false;
@@ -369,11 +376,11 @@ void linkTo(void* context, const QdDbObjectId& target) {
 
 QdIfcClassTable::~QdIfcClassTable() { delete m_index.load(std::memory_order_acquire); }
 
-const QdIfcClassTable::Index& QdIfcClassTable::index() const {
+const QdIfcClassTable::Index& QdIfcClassTable::buildIndex() const {
   Index* ix = m_index.load(std::memory_order_acquire);
   if (ix) return *ix;
   // Two threads that race both build one; the first to publish wins.
-  Index* fresh = buildIndex(*this);
+  Index* fresh = makeIndex(*this);
   if (m_index.compare_exchange_strong(ix, fresh, std::memory_order_acq_rel, std::memory_order_acquire)) return *fresh;
   delete fresh;
   return *ix;

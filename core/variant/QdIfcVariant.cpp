@@ -172,6 +172,22 @@ void QdIfcVariant::setHeapStorageValue(const void* value, bool, bool, bool) {
 }
 
 void QdIfcVariant::assignRaw(const QdIfcVariantType& type, const void* raw) {
+  const IQdIfcVariantTypeObjectAllocator* a = type.objectMemAllocator();
+  if (m_pType == &type) {
+    // Same type: assign in place, as operator= does.
+    if (a) a->assign(payload(), raw);
+    else std::memmove(payload(), raw, type.size());
+    return;
+  }
+  if (!a && type.storesInPlace()) {
+    // Plain bytes in place (numbers, enumerations, pointers): no second variant.
+    unsigned char bytes[kInPlaceSize];
+    std::memcpy(bytes, raw, type.size());
+    clear();
+    std::memcpy(m_storage, bytes, type.size());
+    m_pType = &type;
+    return;
+  }
   QdIfcVariant fresh;
   fresh.construct(type, raw);
   *this = std::move(fresh);

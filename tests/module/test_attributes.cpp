@@ -107,6 +107,26 @@ TEST_F(Attributes, EnumerationsTakeTextAndNumbersOnly) {
   EXPECT_EQ(wall.getPredefinedType().value(), 2);
 }
 
+TEST_F(Attributes, AVariantReadIntoAgainHoldsTheLastValue) {
+  // Hosts read attribute after attribute into one variant: each read replaces the last,
+  // also when the type stays the same.
+  IfcWall a, b;
+  a.setPredefinedType(IFC4::kIfcWallTypeEnum_PARTITIONING);
+  b.setPredefinedType(IFC4::kIfcWallTypeEnum_SHEAR);
+  QdIfcVariant v;
+  const QdAnsiString type("PredefinedType");
+  ASSERT_TRUE(a.getAttr(type, v));
+  ASSERT_TRUE(b.getAttr(type, v));
+  ASSERT_TRUE(v.is<IFC4::IfcWallTypeEnum>());
+  EXPECT_EQ(v.ptr<IFC4::IfcWallTypeEnum>()->value(), IFC4::kIfcWallTypeEnum_SHEAR);
+  IFC4::IfcPropertySingleValue p, q;
+  const QdAnsiString nominal("NominalValue");
+  ASSERT_TRUE(p.getAttr(nominal, v));
+  ASSERT_TRUE(q.getAttr(nominal, v));
+  ASSERT_TRUE(v.is<IFC4::IfcValue*>());
+  EXPECT_EQ(*v.ptr<IFC4::IfcValue*>(), &q.getNominalValue());
+}
+
 TEST_F(Attributes, AccessModesAreTestedFirstAndNamedByTheMostDerivedClass) {
   QdDbObjectId id;
   IfcWall* wall = make<IfcWall>(&id);

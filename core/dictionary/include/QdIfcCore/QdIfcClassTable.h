@@ -199,7 +199,12 @@ class QDIFCCORE_API QdIfcClassTable {
   struct Index;
 
  private:
-  const Index& index() const;
+  // Built on first use; afterwards one load.
+  const Index& index() const {
+    if (const Index* ix = m_index.load(std::memory_order_acquire)) return *ix;
+    return buildIndex();
+  }
+  const Index& buildIndex() const;
   [[noreturn]] void throwAccess(unsigned code, const char* operation) const;
   void checkRead(const QdIfcEntityBase* self, const char* operation) const;
   void checkWrite(const QdIfcEntityBase* self, const char* operation) const;
