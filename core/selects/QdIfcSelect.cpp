@@ -7,6 +7,7 @@
 
 #include <cctype>
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <string>
 #include <typeinfo>
@@ -447,8 +448,10 @@ bool QdIfcSelect::operator<(const QdIfcSelect& other) const {
 
 int QdIfcSelect::memberByName(const QdAnsiString& name, const QdIfcSelectMember* members, int count) noexcept {
   const char* text = name.constStr();
+  // Names of another length are passed over without comparing their letters.
+  const int n = static_cast<int>(std::strlen(text));
   for (int i = 0; i < count; ++i)
-    if (members[i].name->compareNoCase(text) == 0) return i;
+    if (members[i].name->length() == n && members[i].name->compareNoCase(text) == 0) return i;
   return count;
 }
 
