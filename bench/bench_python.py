@@ -94,6 +94,8 @@ def main():
             n = len(model.by_type(name))
             if n > best_n:
                 best_type, best_n = name, n
+        t = best(lambda: list(model))
+        print(f"list(model):        {len(model)} instances in {t:.3f} s ({1e9 * t / len(model):.0f} ns each)")
         model.by_type(best_type)  # the index is built once per model
         t = best(lambda: model.by_type(best_type))
         print(f"by_type({best_type}): {best_n} instances in {t:.3f} s ({1e9 * t / best_n:.0f} ns each)")
