@@ -573,7 +573,8 @@ void setAttribute(const Entity& e, const std::string& name, py::handle value) {
     default: fail(PyExc_TypeError, w.attr, "a value the schema does not describe", value);
   }
   if (!o->putAttr(rowName, v)) fail(PyExc_ValueError, w.attr, s.name, value);
-  if (s.kind != Shape::kSimple && s.kind != Shape::kEnumeration) e.model->linksStale = true;
+  // A reference that fills inverse attributes: they are made again before one is read.
+  if (row->linkCount) e.model->linksStale = true;
 }
 
 }  // namespace qdpy
