@@ -206,7 +206,9 @@ class HierarchyProperty : public QD_SDAI::QdIfcCollectionProperty {
 template <class P>
 void addProperty(QD_SDAI::QdIfcPropertyCollection* collection, const char* name,
                  const QD_SDAI::QdIfcEntityType* entityType) {
-  std::unique_ptr<P> property(new P());
+  // Owned through the base while it is made: one owner type for all 1,652 classes.
+  P* property = new P();
+  std::unique_ptr<QD_SDAI::QdIfcProperty> owned(property);
   property->init(QD_SDAI::QdAnsiString(name), &QD_SDAI::QdIfcVariantType::Desc<typename P::Value>::value(), entityType);
   if constexpr (requires { property->bindRow(); }) property->bindRow();
   if constexpr (std::is_base_of_v<QD_SDAI::QdIfcCollectionProperty, P>) {
@@ -215,7 +217,7 @@ void addProperty(QD_SDAI::QdIfcPropertyCollection* collection, const char* name,
     features.push_back(new QD_SDAI::QdIfcDispAsPropFeature());
     features.push_back(new QD_SDAI::QdIfcHierarchicalPropFeature());
   }
-  collection->add(property.release());
+  collection->add(owned.release());
 }
 
 // The builder of entity types with no attributes of their own.
