@@ -89,16 +89,24 @@ py::object propertyValue(BuildPropertyFn build, const Entity& p, int depth) {
     }
     return plain(p.model, value);
   }
-  // Enumerated, list, reference and table values: as the instance holds them.
-  for (const char* name : {"EnumerationValues", "ListValues", "PropertyReference", "DefiningValues"})
-    if (instance->isKindOf("IfcProperty")) {
-      try {
-        py::object v = attr(p, name);
-        return untyped(v);
-      } catch (py::error_already_set& e) {
-        if (!e.matches(PyExc_AttributeError)) throw;
-      }
-    }
+  // Enumerated, list and reference values: as the instance holds them; a table value
+  // as a dict of its defining values to its defined ones.
+  struct Kind {
+    const char* type;
+    const char* attribute;
+  };
+  for (const Kind& k :
+       {Kind{"IfcPropertyEnumeratedValue", "EnumerationValues"}, Kind{"IfcPropertyListValue", "ListValues"},
+        Kind{"IfcPropertyReferenceValue", "PropertyReference"}})
+    if (instance->isKindOf(k.type)) return untyped(attr(p, k.attribute));
+  if (instance->isKindOf("IfcPropertyTableValue")) {
+    py::object defining = untyped(attr(p, "DefiningValues")), defined = untyped(attr(p, "DefinedValues"));
+    py::dict table;
+    if (!defining.is_none() && !defined.is_none())
+      for (size_t i = 0; i < py::len(defining) && i < py::len(defined); ++i)
+        table[defining[py::int_(i)]] = defined[py::int_(i)];
+    return table;
+  }
   return py::none();
 }
 

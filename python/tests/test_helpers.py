@@ -71,3 +71,30 @@ def test_containers_and_contents_agree():
     (site,) = model.by_type("IfcSite")
     assert util.elements_in(site) == [e for e in elements if util.get_container(e) is not None]
     assert util.get_container(model.by_id(1229)) == model.by_id(131)
+
+
+def test_property_values_of_every_kind_and_the_override_of_the_type():
+    model, T = qdifc.Model(), qdifc.TypedValue
+    guids = iter(f"{i:022d}" for i in range(100))
+
+    def pset(name, *props):
+        return model.create_entity("IfcPropertySet", next(guids), None, name, None, props)
+
+    single = model.create_entity("IfcPropertySingleValue", "Width", None, T("IfcLengthMeasure", 0.2))
+    listed = model.create_entity("IfcPropertyListValue", "Layers", None, (T("IfcLabel", "a"), T("IfcLabel", "b")))
+    enumerated = model.create_entity("IfcPropertyEnumeratedValue", "Fire", None, (T("IfcLabel", "REI60"),))
+    table = model.create_entity("IfcPropertyTableValue", "Curve", None, (T("IfcReal", 1.0), T("IfcReal", 2.0)),
+                                (T("IfcReal", 10.0), T("IfcReal", 20.0)))
+    bounded = model.create_entity("IfcPropertyBoundedValue", "Range", None, T("IfcReal", 9.0), T("IfcReal", 1.0))
+    own_width = model.create_entity("IfcPropertySingleValue", "Width", None, T("IfcLengthMeasure", 0.3))
+    wall_type = model.create_entity("IfcWallType", next(guids), HasPropertySets=(
+        pset("Common", single, listed, enumerated, table, bounded),))
+    wall = model.create_entity("IfcWall", next(guids))
+    model.create_entity("IfcRelDefinesByType", next(guids), RelatedObjects=(wall,), RelatingType=wall_type)
+    model.create_entity("IfcRelDefinesByProperties", next(guids), RelatedObjects=(wall,),
+                        RelatingPropertyDefinition=pset("Common", own_width))
+    common = util.get_psets(wall)["Common"]
+    assert common["Width"] == 0.3 and util.get_psets(wall_type)["Common"]["Width"] == 0.2
+    assert common["Layers"] == ("a", "b") and common["Fire"] == ("REI60",)
+    assert common["Curve"] == {1.0: 10.0, 2.0: 20.0}
+    assert (common["Range"]["UpperBoundValue"], common["Range"]["LowerBoundValue"]) == (9.0, 1.0)
