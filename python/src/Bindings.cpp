@@ -274,6 +274,18 @@ std::vector<AttributeInfo> attributeInfos(const QdIfcEntityType* type, bool all)
   return out;
 }
 
+// An enumeration or select of the schema by name: the type itself, or the one a
+// defined type of that name wraps; null if there is neither.
+template <class T>
+const T* namedType(const std::string& name, const T* (QdIfcNameType::*own)() const,
+                   const T* (QdIfcDefinedType::*wrapped)() const noexcept) {
+  const QdIfcNameType* n = Module::schema()->findNameType(name);
+  if (!n) return nullptr;
+  if (const T* t = (n->*own)()) return t;
+  const QdIfcDefinedType* d = n->asDefinedType();
+  return d ? (d->*wrapped)() : nullptr;
+}
+
 }  // namespace
 }  // namespace qdpy
 
@@ -558,18 +570,14 @@ PYBIND11_MODULE(_qdifc, m) {
     return out;
   });
   m.def("_enumeration", [](const std::string& name) {
-    const QdIfcNameType* n = Module::schema()->findNameType(name);
-    const QdIfcEnumerationType* e = n ? n->asEnumType() : nullptr;
-    if (!e && n && n->asDefinedType()) e = n->asDefinedType()->wrappedEnumeration();
+    const QdIfcEnumerationType* e = namedType(name, &QdIfcNameType::asEnumType, &QdIfcDefinedType::wrappedEnumeration);
     if (!e) throw py::key_error("no enumeration '" + name + "'");
     std::vector<std::string> literals;
     for (const QdAnsiString& l : e->literals()) literals.push_back(l.constStr());
     return literals;
   });
   m.def("_select", [](const std::string& name) {
-    const QdIfcNameType* n = Module::schema()->findNameType(name);
-    const QdIfcSelectType* s = n ? n->asSelectType() : nullptr;
-    if (!s && n && n->asDefinedType()) s = n->asDefinedType()->wrappedSelect();
+    const QdIfcSelectType* s = namedType(name, &QdIfcNameType::asSelectType, &QdIfcDefinedType::wrappedSelect);
     if (!s) throw py::key_error("no select '" + name + "'");
     std::vector<std::string> members;
     for (const QdIfcParameterType* t : s->members()) members.push_back(qdDictionaryName(t));
