@@ -1,6 +1,11 @@
 #include <QdIfcCore/QdIfcSchemaBuilder.h>
 
 #include <QdIfcCore/Consts.h>
+#include <QdIfcCore/QdIfcClassTable.h>
+
+#include <cctype>
+#include <span>
+#include <string>
 
 namespace QD_SDAI {
 
@@ -214,6 +219,32 @@ void QdIfcSchemaBuilder::EntityPhase::end() {
   m_entity->type(typeCode);
   m_builder.mEntityTypes->putAt(m_entity->typeName(), m_entity);
   m_entity = nullptr;
+}
+
+void QdIfcSchemaBuilder::EntityPhase::define(const QdIfcEntityFact* entities, std::size_t count,
+                                             const QdIfcAttributeFact* attributes) {
+  std::string caps;
+  for (const QdIfcEntityFact& entity : std::span(entities, count)) {
+    const char* name = entity.table->name();
+    caps.assign(name);
+    for (char& c : caps) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    begin(caps.c_str(), name, *entity.table, entity.propertyBuilder);
+    for (const QdIfcAttributeFact& a : std::span(attributes, static_cast<std::size_t>(entity.attributeCount))) {
+      switch (a.kind) {
+        case QdIfcAttributeFact::kExplicit:
+        case QdIfcAttributeFact::kOptional:
+          explicitAttribute(a.name, a.type, a.kind == QdIfcAttributeFact::kOptional);
+          break;
+        case QdIfcAttributeFact::kDerived: derivedAttribute(a.name, a.type, a.other); break;
+        case QdIfcAttributeFact::kInverse:
+          inverseAttribute(a.name, a.lower == QdIfcAttributeFact::kUnsetBound ? Consts::QdIntUnset : a.lower,
+                           a.upper == QdIfcAttributeFact::kUnsetBound ? Consts::QdIntUnset : a.upper, a.type, a.other);
+          break;
+      }
+    }
+    attributes += entity.attributeCount;
+    end();
+  }
 }
 
 void QdIfcSchemaBuilder::SelectPhase::define(const char* name, std::initializer_list<const char*> members,

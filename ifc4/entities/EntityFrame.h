@@ -7,7 +7,12 @@
 
 #include <QdIfc4/EntityClass.h>
 
+#include <cstddef>
 #include <iterator>
+
+// The first two arguments of a row helper for attribute A, in the rows of the class
+// being defined: the attribute's name and the offset of its member m_A.
+#define QDIFC4_AT(A) #A, offsetof(Self, m_##A)
 
 #define QDIFC4_ENTITY_DEFINITIONS(Name)                                                                       \
   QD_SDAI::QdIfcEntityType* Name::g_pEntityType = nullptr;                                                    \

@@ -40,7 +40,7 @@ class Data:
     def __init__(self, folder):
         at = lambda name: os.path.join(folder, name)
         self.builtins = [r[1].split(" ") for r in records(at("builtins.txt"))]
-        self.defined = [r[1].split(" ") for r in records(at("defined.txt"))]
+        self.defined = [r[1].split(" ") for r in records(at("defined.txt")) if r[0] == "defined"]
         self.enums = []  # [mixed name, dictionary literals or None]
         for keyword, rest, _ in records(at("enumerations.txt")):
             if keyword == "enum":
@@ -54,7 +54,7 @@ class Data:
                 name, _, supertype = rest.partition(" : ")
                 self.entities.append({"name": name, "super": supertype or None, "attrs": []})
                 continue
-            if keyword in ("writable", "required"):  # facts the dump does not show
+            if keyword not in ("attr", "derived", "inverse"):  # facts the dump does not show
                 continue
             name, _, tail = rest.partition(" ")
             if keyword == "attr":

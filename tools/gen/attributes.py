@@ -1,7 +1,7 @@
 """The attributes of the entity classes: members, typed accessors, and the rows of
 the class's attribute table.
 
-A row names the attribute, where its member lies (offsetof) and what it holds; the
+A row names the attribute, where its member lies (QDIFC4_AT: its offset) and what it holds; the
 hand-written interpreter (core/src/QdIfcClassTable.cpp) serves getAttr, putAttr,
 testAttr, unsetAttr, the record's fields and the inverse links from the rows. The
 rows of a class stand in getAttr's order: explicit attributes, those the class
@@ -13,18 +13,16 @@ from __future__ import annotations
 
 from typing import List, Optional, Tuple
 
-from attrmodel import Attr, EntityClass, Value
+from attrmodel import Attr, EntityClass, Kind, Role, Value
 
-NS = "QD_SDAI::"
+
 
 # The member kind of each value kind (QdIfcMemberKind).
-MEMBER_KINDS = {"integer": "kInteger", "real": "kReal", "boolean": "kBoolean", "logical": "kLogical",
-                "string": "kString", "binary": "kBinary", "guid": "kGuid", "entity": "kEntity",
-                "enumeration": "kEnumeration", "select": "kSelect", "aggregate": "kAggregate", "nested": "kNested"}
+MEMBER_KINDS = {k: "k" + k.value.capitalize() for k in Kind}
 
 # Unset values a member gets in its declaration; the binary stays empty.
-INITIALISER = {"integer": " = QD_SDAI::Consts::QdIntUnset", "real": " = QD_SDAI::Consts::QdRealUnset",
-               "string": " = QD_SDAI::Consts::QdStringUnset"}
+INITIALISER = {Kind.INTEGER: " = Consts::QdIntUnset", Kind.REAL: " = Consts::QdRealUnset",
+               Kind.STRING: " = Consts::QdStringUnset"}
 
 
 def operation_names(c: EntityClass, operation: str) -> List[Attr]:
@@ -33,7 +31,7 @@ def operation_names(c: EntityClass, operation: str) -> List[Attr]:
         return c.explicit + c.redeclared + c.inverses
     if operation == "putAttr":
         return c.put_names()
-    return [a for a in c.explicit if a.value.kind != "binary"]
+    return [a for a in c.explicit if a.value.kind is not Kind.BINARY]
 
 
 def rows(c: EntityClass) -> List[Attr]:
@@ -43,15 +41,15 @@ def rows(c: EntityClass) -> List[Attr]:
 
 def member_class(v: Value) -> str:
     """The member class (entities/MemberClasses.h) of an enumeration, select or aggregate."""
-    if v.kind == "enumeration":
+    if v.kind is Kind.ENUMERATION:
         return f"enumOf<{v.cls}>"
-    if v.kind == "select":
+    if v.kind is Kind.SELECT:
         return f"selectOf<{v.cls}>"
-    if v.kind == "nested":
+    if v.kind is Kind.NESTED:
         return f"nestedOf<{v.element_type}>"
-    if v.element.kind == "binary":
+    if v.element.kind is Kind.BINARY:
         return "kBinaryList"
-    return f"{v.shape}Of<{v.element_type}>"
+    return f"{v.shape.value}Of<{v.element_type}>"
 
 
 def bound(value: Optional[int]) -> str:
@@ -65,67 +63,60 @@ def marks(flags: List[str]) -> str:
 def row(c: EntityClass, a: Attr, extra: List[str], links: Optional[Tuple[str, int]]) -> str:
     """The row of attribute a in class c's table. extra: marks besides the optional one;
     links: the inverse links of a forward attribute, as (first link, count)."""
-    at = f"offsetof({c.name}, {a.member})"
-    if a.role == "redeclared":
-        return f'redeclaredRow("{a.name}", {at}, {MEMBER_KINDS[a.value.kind]})'
-    if a.role == "inverse":
+    at = f"QDIFC4_AT({a.name})"
+    if a.role is Role.REDECLARED:
+        return f'redeclaredRow({at}, {MEMBER_KINDS[a.value.kind]})'
+    if a.role is Role.INVERSE:
         writable = any(a is w for w in c.writable)
         flags = (["kSingle"] if a.single else []) + (["kWritable"] if writable else [])
         target = f"&{a.value.cls}::g_pEntityType"
-        tail = ", &setOf<QD_SDAI::QdDbObjectId>" if writable else ""
-        return (f'inverseRow("{a.name}", {at}, {marks(flags)}, {bound(a.lower)}, {bound(a.upper)}, {target}, '
+        tail = ", &setOf<QdDbObjectId>" if writable else ""
+        return (f'inverseRow({at}, {marks(flags)}, {bound(a.lower)}, {bound(a.upper)}, {target}, '
                 f'"{a.inverts}"{tail})')
     v = a.value
     m = marks((["kOpt"] if a.schema_optional else []) + extra)
     link = f", {links[0]}, {links[1]}" if links else ""
-    if v.kind == "entity":
-        return f'ref("{a.name}", {at}, {m}, &{v.cls}::g_pEntityType{link})'
-    if v.kind == "enumeration":
-        return f'enumRow("{a.name}", {at}, {m}, {member_class(v)})'
-    if v.kind == "select":
-        return f'selectRow("{a.name}", {at}, {m}, {member_class(v)}{link})'
-    if v.kind == "aggregate":
-        return f'aggrRow("{a.name}", {at}, {m}, {member_class(v)}, {bound(v.lower)}, {bound(v.upper)}{link})'
-    if v.kind == "nested":
-        return f'nestedRow("{a.name}", {at}, {m}, {member_class(v)}, {bound(v.lower)}, {bound(v.upper)})'
-    return f'attr("{a.name}", {at}, {MEMBER_KINDS[v.kind]}{"" if m == "0" else ", " + m})'
+    if v.kind is Kind.ENTITY:
+        return f'ref({at}, {m}, &{v.cls}::g_pEntityType{link})'
+    if v.kind is Kind.ENUMERATION:
+        return f'enumRow({at}, {m}, {member_class(v)})'
+    if v.kind is Kind.SELECT:
+        return f'selectRow({at}, {m}, {member_class(v)}{link})'
+    if v.kind is Kind.AGGREGATE:
+        return f'aggrRow({at}, {m}, {member_class(v)}, {bound(v.lower)}, {bound(v.upper)}{link})'
+    if v.kind is Kind.NESTED:
+        return f'nestedRow({at}, {m}, {member_class(v)}, {bound(v.lower)}, {bound(v.upper)})'
+    return f'attr({at}, {MEMBER_KINDS[v.kind]}{"" if m == "0" else ", " + m})'
 
 
 # ---- header -------------------------------------------------------------------------------
 
 def includes(c: EntityClass) -> List[str]:
+    """What a class's header includes besides its supertype's (or the entity frame, which
+    brings the core's value and aggregate classes): enumerations and selects."""
     out = []
-    kinds = {a.value.kind for a in c.explicit}
-    if kinds & {"integer", "real", "string"}:
-        out.append("#include <QdIfcCore/Consts.h>")
-    if "guid" in kinds:
-        out.append("#include <QdIfcCore/QdIfcGUID.h>")
-    if "enumeration" in kinds:
+    if any(a.value.kind is Kind.ENUMERATION for a in c.explicit):
         out.append("#include <QdIfc4/Enumerations.h>")
-    if kinds & {"aggregate", "nested"} or any(not a.single for a in c.inverses):
-        out.append("#include <QdIfcCore/QdIfcAggrTemplates.h>")
-    selects = {a.value.cls for a in c.explicit if a.value.kind == "select"}
+    selects = {a.value.cls for a in c.explicit if a.value.kind is Kind.SELECT}
     selects |= {a.value.element.cls for a in c.explicit
-                if a.value.kind == "aggregate" and a.value.element.kind == "select"}
+                if a.value.kind is Kind.AGGREGATE and a.value.element.kind is Kind.SELECT}
     out += [f"#include <QdIfc4/selects/{s}.h>" for s in sorted(selects)]
     return out
 
 
 def referenced_classes(c: EntityClass) -> List[str]:
     """Classes the pointer accessors return."""
-    return sorted({a.value.cls for a in c.explicit if a.value.kind == "entity"})
+    return sorted({a.value.cls for a in c.explicit if a.value.kind is Kind.ENTITY})
 
 
 def accessor_declarations(c: EntityClass) -> List[str]:
     out: List[str] = []
     for a in c.explicit:
         v, x, m = a.value, a.name, a.member
-        out.append(f"  // {x}")
-        if v.kind == "entity":
-            out.append(f"  QD_SDAI::QdDbObjectId get{x}() const {{ return {m}; }}")
-            out.append(f"  // The object, opened for reading and left open; null when there is none.")
+        if v.kind is Kind.ENTITY:
+            out.append(f"  QdDbObjectId get{x}() const {{ return {m}; }}")
             out.append(f"  {v.cls}* {x}() const;")
-            out.append(f"  void set{x}(const QD_SDAI::QdDbObjectId& value) {{ {m} = value; }}")
+            out.append(f"  void set{x}(const QdDbObjectId& value) {{ {m} = value; }}")
         elif v.is_aggregate:
             out.append(f"  {v.cpp}& get{x}() {{ return {m}; }}")
             out.append(f"  const {v.cpp}& get{x}() const {{ return {m}; }}")
@@ -137,9 +128,9 @@ def accessor_declarations(c: EntityClass) -> List[str]:
             out.append(f"  void set{x}(const {v.cpp}& value) {{ {m} = value; }}")
     for a in c.inverses:
         if a.single:
-            out.append(f"  QD_SDAI::QdDbObjectId getInv{a.name}() const {{ return {a.member}; }}")
+            out.append(f"  QdDbObjectId getInv{a.name}() const {{ return {a.member}; }}")
         else:
-            out.append(f"  void getInv{a.name}(QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>& out) const;")
+            out.append(f"  void getInv{a.name}(QdIfcArray<QdDbObjectId>& out) const;")
     return out
 
 
@@ -160,12 +151,12 @@ def emit_accessors(c: EntityClass) -> str:
     out: List[str] = []
     for a in c.explicit:
         v, x, m = a.value, a.name, a.member
-        if v.kind == "entity":
+        if v.kind is Kind.ENTITY:
             out.append(f"{v.cls}* {n}::{x}() const {{ return static_cast<{v.cls}*>({m}.openObject()); }}")
-        elif v.kind == "aggregate":
+        elif v.kind is Kind.AGGREGATE:
             out.append(f"void {n}::get{x}({v.array_type}& out) const {{ detail::exportAggr({m}, out); }}")
             out.append(f"void {n}::set{x}(const {v.array_type}& values) {{ detail::assignAggr({m}, values); }}")
-        elif v.kind == "nested":
+        elif v.kind is Kind.NESTED:
             out.append(f"void {n}::get{x}({v.array_type}& out) const {{ detail::exportNested({m}, out); }}")
             out.append(f"void {n}::set{x}(const {v.array_type}& values) {{ detail::assignNested({m}, values); }}")
     for a in c.inverses:

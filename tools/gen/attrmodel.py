@@ -15,6 +15,7 @@ from __future__ import annotations
 
 from collections import Counter
 from dataclasses import dataclass, field
+from enum import Enum
 from typing import Dict, List, Optional
 
 import schemadata
@@ -22,18 +23,55 @@ from schemadata import DataError
 
 UNBOUNDED = 65536
 
+
+class Kind(Enum):
+    """What a member holds: a scalar, a reference, an enumeration or select value, an
+    aggregate (of scalars, handles or selects) or a list of lists."""
+    INTEGER = "integer"
+    REAL = "real"
+    BOOLEAN = "boolean"
+    LOGICAL = "logical"
+    STRING = "string"
+    BINARY = "binary"
+    GUID = "guid"
+    ENTITY = "entity"
+    ENUMERATION = "enumeration"
+    SELECT = "select"
+    AGGREGATE = "aggregate"
+    NESTED = "nested"
+
+
+class Shape(Enum):
+    """The shape of an aggregate member."""
+    LIST = "list"
+    SET = "set"
+    ARRAY = "array"
+
+
+class Role(Enum):
+    """Where an attribute of a class's table comes from."""
+    EXPLICIT = "explicit"
+    INVERSE = "inverse"
+    REDECLARED = "redeclared"     # an explicit attribute of a supertype, derived here
+
+
+class Fill(Enum):
+    """How a forward attribute names the objects whose inverses it fills."""
+    REFERENCE = "reference"
+    SELECT = "select"
+    AGGREGATE = "aggregate"
+
+
 # Value kinds of scalars, by the primitive a defined type rests on.
-PRIMITIVE_KINDS = {"integer": "integer", "real": "real", "number": "real", "boolean": "boolean",
-                   "logical": "logical", "string": "string", "binary": "binary"}
-# The one defined type with a class of its own.
-GUID_TYPE = "ifcgloballyuniqueid"
+PRIMITIVE_KINDS = {"integer": Kind.INTEGER, "real": Kind.REAL, "number": Kind.REAL, "boolean": Kind.BOOLEAN,
+                   "logical": Kind.LOGICAL, "string": Kind.STRING, "binary": Kind.BINARY}
 
 # C++ types of scalar members and of aggregate elements, by value kind.
-SCALAR_TYPES = {"integer": "int", "real": "double", "boolean": "QD_SDAI::QdIfcBoolean",
-                "logical": "QD_SDAI::QdIfcLogical", "string": "QD_SDAI::QdAnsiString",
-                "binary": "QD_SDAI::QdAnsiString", "guid": "QD_SDAI::QdIfcGUID", "entity": "QD_SDAI::QdDbObjectId"}
-HANDLE = "QD_SDAI::QdDbObjectId"
-HANDLE_SET = "QD_SDAI::QdIfcSetAggr<QD_SDAI::QdDbObjectId>"
+SCALAR_TYPES = {Kind.INTEGER: "int", Kind.REAL: "double", Kind.BOOLEAN: "QdIfcBoolean",
+                Kind.LOGICAL: "QdIfcLogical", Kind.STRING: "QdAnsiString",
+                Kind.BINARY: "QdAnsiString", Kind.GUID: "QdIfcGUID", Kind.ENTITY: "QdDbObjectId"}
+HANDLE = "QdDbObjectId"
+HANDLE_SET = "QdIfcSetAggr<QdDbObjectId>"
 
 
 @dataclass
@@ -43,53 +81,53 @@ class Value:
     kind: integer, real, boolean, logical, string, binary, guid, entity, enumeration,
     select, aggregate (of scalars, handles or selects), nested (a list of lists).
     """
-    kind: str
+    kind: Kind
     cls: str = ""                      # entity, enumeration or select class
-    shape: str = ""                    # aggregate, nested: list, set, array
+    shape: Optional[Shape] = None      # aggregate, nested
     lower: Optional[int] = None        # aggregate, nested: bounds (None upper: unbounded)
     upper: Optional[int] = None
     element: Optional["Value"] = None  # aggregate: a scalar, entity or select; nested: the inner aggregate
 
     @property
     def is_aggregate(self) -> bool:
-        return self.kind in ("aggregate", "nested")
+        return self.kind in (Kind.AGGREGATE, Kind.NESTED)
 
     @property
     def element_type(self) -> str:
         """The C++ element type of an aggregate; of the inner aggregate for a list of lists."""
-        e = self.element.element if self.kind == "nested" else self.element
-        return e.cls if e.kind == "select" else SCALAR_TYPES[e.kind]
+        e = self.element.element if self.kind is Kind.NESTED else self.element
+        return e.cls if e.kind is Kind.SELECT else SCALAR_TYPES[e.kind]
 
     @property
     def cpp(self) -> str:
         """The member's C++ type."""
         if self.kind in SCALAR_TYPES:
             return SCALAR_TYPES[self.kind]
-        if self.kind in ("enumeration", "select"):
+        if self.kind in (Kind.ENUMERATION, Kind.SELECT):
             return self.cls
         t = self.element_type
-        if self.kind == "nested":
-            return f"QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<{t}>>"
+        if self.kind is Kind.NESTED:
+            return f"QdIfcListAggrCompound<QdIfcListAggr<{t}>>"
         upper = UNBOUNDED if self.upper is None else self.upper
-        if self.shape == "array":
-            return f"QD_SDAI::QdIfcArrayAggrBounded<{t}, {self.lower}, {upper}>"
-        handle = "QdIfcListAggr" if self.shape == "list" else "QdIfcSetAggr"
+        if self.shape is Shape.ARRAY:
+            return f"QdIfcArrayAggrBounded<{t}, {self.lower}, {upper}>"
+        handle = "QdIfcListAggr" if self.shape is Shape.LIST else "QdIfcSetAggr"
         if self.lower == 0 and self.upper is None:
-            return f"QD_SDAI::{handle}<{t}>"
-        return f"QD_SDAI::{handle}Bounded<{t}, {self.lower}, {upper}>"
+            return f"{handle}<{t}>"
+        return f"{handle}Bounded<{t}, {self.lower}, {upper}>"
 
     @property
     def array_type(self) -> str:
         """The typed array of an aggregate's accessors: QdIfcArray<T>, or of arrays for a list of lists."""
-        inner = f"QD_SDAI::QdIfcArray<{self.element_type}>"
-        return f"QD_SDAI::QdIfcArray<{inner}>" if self.kind == "nested" else inner
+        inner = f"QdIfcArray<{self.element_type}>"
+        return f"QdIfcArray<{inner}>" if self.kind is Kind.NESTED else inner
 
 
 @dataclass
 class Attr:
     entity: str                        # the class that declares it
     name: str                          # the schema's spelling
-    role: str                          # explicit, inverse, redeclared
+    role: Role
     value: Value
     optional: bool = False             # explicit: $ allowed in a file
     required: bool = False             # explicit reference: mandatory in the schema
@@ -97,6 +135,7 @@ class Attr:
     inverts: str = ""                  # inverse: the forward attribute's name
     forward: str = ""                  # inverse: the class that declares the forward attribute
     supertype: str = ""                # redeclared: the class whose explicit attribute it redeclares
+    hierarchy: str = ""                # inverse walked as a hierarchy: the relationships' attribute one step down
     lower: Optional[int] = None        # inverse: bounds (None: unset)
     upper: Optional[int] = None
 
@@ -111,11 +150,11 @@ class Attr:
     @property
     def schema_optional(self) -> bool:
         """The schema lets the attribute be unset: marked opt, or a reference not marked required."""
-        return self.optional or (self.value.kind == "entity" and not self.required)
+        return self.optional or (self.value.kind is Kind.ENTITY and not self.required)
 
     @property
     def cpp(self) -> str:
-        if self.role == "inverse":
+        if self.role is Role.INVERSE:
             return HANDLE if self.single else HANDLE_SET
         return self.value.cpp
 
@@ -132,7 +171,7 @@ class ForwardRow:
     """A forward attribute that fills inverse members: its shape and its candidate targets
     in the order they are tested."""
     attr: Attr
-    shape: str                         # reference, select, aggregate
+    shape: Fill
     targets: List[Link] = field(default_factory=list)
 
 
@@ -148,6 +187,8 @@ class EntityClass:
     own: List[Attr] = field(default_factory=list)       # explicit and inverse, in the data's order
     rows: List[ForwardRow] = field(default_factory=list)
     linker: Optional[str] = None       # the nearest class above with setInverseCounterParts
+    writable_last: bool = False        # putAttr tests the writable inverses after the explicit attributes
+    reads_unset: bool = False          # parameters after the record's first take "$" when read
 
     @property
     def members(self) -> List[Attr]:
@@ -155,8 +196,7 @@ class EntityClass:
 
     def put_names(self) -> List[Attr]:
         """putAttr's names in order: explicit ones, with the writable inverses put in place."""
-        if self.name == "IfcObject":
-            # "isdefinedby" comes after "objecttype", the class's only explicit attribute.
+        if self.writable_last:
             return self.explicit + self.writable
         return self.writable + self.explicit
 
@@ -187,14 +227,14 @@ class _Resolver:
         key = text.lower()
         if key in PRIMITIVE_KINDS:
             return Value(PRIMITIVE_KINDS[key])
-        if key == GUID_TYPE:
-            return Value("guid")
+        if key in self.defined and self.defined[key].guid:
+            return Value(Kind.GUID)
         if key in self.entities:
-            return Value("entity", self.entities[key].name)
+            return Value(Kind.ENTITY, self.entities[key].name)
         if key in self.enumerations:
-            return Value("enumeration", self.enumerations[key].name)
+            return Value(Kind.ENUMERATION, self.enumerations[key].name)
         if key in self.selects:
-            return Value("select", self.selects[key].name)
+            return Value(Kind.SELECT, self.selects[key].name)
         if key in self.aggregates:
             a = self.aggregates[key]
             return self.aggregate(a.kind, a.lower, a.upper, a.element, where)
@@ -202,19 +242,23 @@ class _Resolver:
             return self.value(self.defined[key].underlying, where)
         raise DataError("entities.txt", 0, f"{where}: the type '{text}' names nothing in the schema")
 
-    def aggregate(self, shape: str, lower, upper, element_text: str, where: str) -> Value:
+    def aggregate(self, text: str, lower, upper, element_text: str, where: str) -> Value:
+        shape = next((s for s in Shape if s.value == text), None)
+        if shape is None:
+            raise DataError("entities.txt", 0, f"{where}: a {text} has no member form")
         if lower is None:
             raise DataError("entities.txt", 0, f"{where}: an aggregate needs a lower bound")
         element = self.value(element_text, where)
-        if element.kind == "aggregate":
-            if shape != "list" or element.shape != "list" or element.element.kind not in ("integer", "real", "entity"):
+        if element.kind is Kind.AGGREGATE:
+            if (shape is not Shape.LIST or element.shape is not Shape.LIST
+                    or element.element.kind not in (Kind.INTEGER, Kind.REAL, Kind.ENTITY)):
                 raise DataError("entities.txt", 0, f"{where}: only lists of lists of numbers or handles have a member")
-            return Value("nested", shape=shape, lower=lower, upper=upper, element=element)
-        allowed = {"list": ("integer", "real", "string", "binary", "entity", "select"),
-                   "set": ("integer", "entity", "select"), "array": ("real",)}
-        if element.kind not in allowed.get(shape, ()):
-            raise DataError("entities.txt", 0, f"{where}: a {shape} of {element.kind} has no member form")
-        return Value("aggregate", shape=shape, lower=lower, upper=upper, element=element)
+            return Value(Kind.NESTED, shape=shape, lower=lower, upper=upper, element=element)
+        allowed = {Shape.LIST: (Kind.INTEGER, Kind.REAL, Kind.STRING, Kind.BINARY, Kind.ENTITY, Kind.SELECT),
+                   Shape.SET: (Kind.INTEGER, Kind.ENTITY, Kind.SELECT), Shape.ARRAY: (Kind.REAL,)}
+        if element.kind not in allowed[shape]:
+            raise DataError("entities.txt", 0, f"{where}: a {shape.value} of {element.kind.value} has no member form")
+        return Value(Kind.AGGREGATE, shape=shape, lower=lower, upper=upper, element=element)
 
 
 def resolve(schema: schemadata.Schema) -> Model:
@@ -223,17 +267,17 @@ def resolve(schema: schemadata.Schema) -> Model:
     by_name: Dict[str, EntityClass] = {}
     for e in schema.entities:
         chain = by_name[e.supertype].chain + [e.supertype] if e.supertype else []
-        c = EntityClass(e.name, e.supertype, chain)
+        c = EntityClass(e.name, e.supertype, chain, writable_last=e.writable_last, reads_unset=e.reads_unset)
         for a in e.attributes:
             where = f"{e.name}.{a.name}"
             if a.kind == "explicit":
-                c.explicit.append(Attr(e.name, a.name, "explicit", r.value(a.type, where), optional=a.optional,
+                c.explicit.append(Attr(e.name, a.name, Role.EXPLICIT, r.value(a.type, where), optional=a.optional,
                                        required=a.required))
                 c.own.append(c.explicit[-1])
             elif a.kind == "inverse":
-                c.inverses.append(Attr(e.name, a.name, "inverse", Value("entity", r.entities[a.target].name)
-                                       if a.target else Value("entity"), single=not a.target, inverts=a.inverts,
-                                       lower=a.lower, upper=a.upper))
+                c.inverses.append(Attr(e.name, a.name, Role.INVERSE, Value(Kind.ENTITY, r.entities[a.target].name)
+                                       if a.target else Value(Kind.ENTITY), single=not a.target, inverts=a.inverts,
+                                       lower=a.lower, upper=a.upper, hierarchy=e.hierarchy.get(a.name, "")))
                 c.own.append(c.inverses[-1])
         by_name[e.name] = c
         for a in e.attributes:
@@ -256,7 +300,7 @@ def _redeclared(by_name: Dict[str, EntityClass], c: EntityClass, a: schemadata.A
     plain = a.name.split("_", 1)[-1]
     for x in owner.explicit:
         if x.key == plain:
-            return Attr(c.name, x.name, "redeclared", x.value, supertype=owner.name)
+            return Attr(c.name, x.name, Role.REDECLARED, x.value, supertype=owner.name)
     raise DataError("entities.txt", 0, f"{c.name}.{a.name}: {a.redeclares} has no explicit attribute {plain}")
 
 
@@ -287,7 +331,7 @@ def _link_inverses(model: Model) -> None:
                     raise DataError("entities.txt", 0, f"{c.name}.{inv.name}: {len(found)} attributes are named "
                                                        f"{inv.inverts}; the forward attribute is not clear")
                 forward = found[0]
-                inv.value = Value("entity", forward.entity)
+                inv.value = Value(Kind.ENTITY, forward.entity)
             else:
                 forward = _declaring(model, inv.value.cls, inv.inverts)
                 if forward is None:
@@ -311,13 +355,13 @@ def _link_inverses(model: Model) -> None:
 
 
 def _shape(a: Attr) -> str:
-    if a.value.kind == "entity":
+    if a.value.kind is Kind.ENTITY:
         return "reference"
-    if a.value.kind == "select":
+    if a.value.kind is Kind.SELECT:
         return "select"
-    if a.value.kind == "aggregate" and a.value.element.kind in ("entity", "select"):
+    if a.value.kind is Kind.AGGREGATE and a.value.element.kind in (Kind.ENTITY, Kind.SELECT):
         return "aggregate"
-    raise DataError("entities.txt", 0, f"{a.entity}.{a.name}: a {a.value.kind} cannot fill an inverse")
+    raise DataError("entities.txt", 0, f"{a.entity}.{a.name}: a {a.value.kind.value} cannot fill an inverse")
 
 
 # ---- the per-kind counts of the property objects -------------------------------------------
@@ -325,15 +369,15 @@ def _shape(a: Attr) -> str:
 def property_kind(a: Attr) -> str:
     """The value kind of an attribute as its property object treats it."""
     v = a.value
-    if a.role == "inverse":
+    if a.role is Role.INVERSE:
         if a.single:
             return "entity inverse"
-        return "hierarchy" if a.name in ("IsDecomposedBy", "ContainsElements") else "aggregate of entities inverse"
-    if v.kind == "aggregate":
-        if v.element.kind == "entity":
+        return "hierarchy" if a.hierarchy else "aggregate of entities inverse"
+    if v.kind is Kind.AGGREGATE:
+        if v.element.kind is Kind.ENTITY:
             return "aggregate of entities"
-        return "aggregate of selects" if v.element.kind == "select" else "aggregate of values"
-    return v.kind
+        return "aggregate of selects" if v.element.kind is Kind.SELECT else "aggregate of values"
+    return v.kind.value
 
 
 def property_kind_counts(model: Model) -> Counter:

@@ -13,11 +13,6 @@ from typing import List, Tuple
 
 from attrmodel import Attr, EntityClass, Model
 
-# The one class whose reading flags differ from its writing flags: its exponents are
-# read as optional (so "$" is taken) but written as required.
-READ_AS_OPTIONAL = {"IfcDimensionalExponents"}
-
-
 def record_fields(model: Model, c: EntityClass) -> List[Tuple[Attr, bool]]:
     """Every parameter of the class's record, in order: (attribute, derived here)."""
     redeclared = {a.key for a in c.redeclared}
@@ -30,8 +25,9 @@ def record_fields(model: Model, c: EntityClass) -> List[Tuple[Attr, bool]]:
 
 def read_marks(model: Model, c: EntityClass, a: Attr) -> List[str]:
     """The marks of an own explicit attribute's row that only reading heeds: "$" is taken
-    after the record's first parameter in the classes that read their exponents so."""
-    if c.name not in READ_AS_OPTIONAL:
+    after the record's first parameter in the classes whose data says so (readsunset):
+    their reading flags differ from their writing flags."""
+    if not c.reads_unset:
         return []
     first = len(record_fields(model, c)) - len(c.explicit)
     return ["kReadsUnset"] if first + c.explicit.index(a) > 0 else []

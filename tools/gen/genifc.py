@@ -84,41 +84,39 @@ def emit_phases(schema: schemadata.Schema) -> str:
     return "\n".join(out) + "\n"
 
 
-INT_UNSET = "Consts::QdIntUnset"
-
-
 def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
     """The entity and select phases, which tie the dictionary to the classes."""
     out = [HEADER, '#include "QdIFC4SchemaBuilder.h"', '#include "PropertyBuilders.h"', "#include <QdIfc4/Entities.h>",
            "#include <QdIfc4/PropertyTemplates.h>",
-           "#include <QdIfc4/Selects.h>", "#include <QdIfcCore/Consts.h>\n", "using namespace QD_SDAI;\n"]
-    chunks = [schema.entities[i:i + 100] for i in range(0, len(schema.entities), 100)]
+           "#include <QdIfc4/Selects.h>\n", "#include <iterator>\n", "using namespace QD_SDAI;",
+           "using namespace IFC4;", "using namespace IFC4::detail;\n"]
     entity_keys = {e.key for e in schema.entities}
-    out.append("\nnamespace {")
-    for k, part in enumerate(chunks):
-        out.append(f"\nvoid defineEntities{k}(QdIFC4SchemaBuilder::EntityPhase& phase) {{")
-        for e in part:
-            out.append(f"  phase.begin({c_string(e.key)}, {c_string(e.name)}, IFC4::{e.name}::kTable, "
-                       f"&{properties.builder_name(model.by_name[e.name])});")
-            for a in e.attributes:
-                if a.kind == "explicit":
-                    optional = "true" if schema_optional(a, entity_keys) else "false"
-                    out.append(f"  phase.explicitAttribute({c_string(a.name)}, {c_string(a.type)}, {optional});")
-                elif a.kind == "derived":
-                    out.append(f"  phase.derivedAttribute({c_string(a.name)}, {c_string(a.type)}, "
-                               f"{c_string(a.redeclares)});")
-                else:
-                    lo = INT_UNSET if a.lower is None else str(a.lower)
-                    hi = INT_UNSET if a.upper is None else str(a.upper)
-                    out.append(f"  phase.inverseAttribute({c_string(a.name)}, {lo}, {hi}, {c_string(a.target)}, "
-                               f"{c_string(a.inverts)});")
-            out.append("  phase.end();")
-        out.append("}")
-    out.append("\n}  // namespace\n")
+    out.append("namespace {\n")
+    out.append("using enum QdIfcAttributeFact::Kind;")
+    out.append("constexpr int kUnset = QdIfcAttributeFact::kUnsetBound;\n")
+    out.append("// Each entity's own attributes in the dictionary's order: explicit, derived, inverse.")
+    out.append("constexpr QdIfcAttributeFact kAttributes[] = {")
+    for e in schema.entities:
+        for a in e.attributes:
+            if a.kind == "explicit":
+                kind = "kOptional" if schema_optional(a, entity_keys) else "kExplicit"
+                out.append(f"    {{{kind}, {c_string(a.name)}, {c_string(a.type)}}},")
+            elif a.kind == "derived":
+                other = f", {c_string(a.redeclares)}" if a.redeclares else ""
+                out.append(f"    {{kDerived, {c_string(a.name)}, {c_string(a.type)}{other}}},")
+            else:
+                bounds = ", ".join("kUnset" if b is None else str(b) for b in (a.lower, a.upper))
+                out.append(f"    {{kInverse, {c_string(a.name)}, {c_string(a.target)}, {c_string(a.inverts)}, {bounds}}},")
+    out.append("};\n")
+    out.append("// The entity types in the dictionary's order: class table, property builder, attributes.")
+    out.append("const QdIfcEntityFact kEntities[] = {")
+    for e in schema.entities:
+        c = model.by_name[e.name]
+        out.append(f"    {{&{e.name}::kTable, &{properties.builder_name(c)}, {len(e.attributes)}}},")
+    out.append("};\n")
+    out.append("}  // namespace\n")
     out.append("void QdIFC4SchemaBuilder::initEntityTypes() {")
-    out.append("  EntityPhase phase(*this);")
-    for k in range(len(chunks)):
-        out.append(f"  defineEntities{k}(phase);")
+    out.append("  EntityPhase(*this).define(kEntities, std::size(kEntities), kAttributes);")
     out.append("}\n")
     out.append("void QdIFC4SchemaBuilder::initSelectTypes() {")
     if schema.selects:

@@ -92,6 +92,7 @@ class BuiltIn:
 class DefinedType:
     name: str
     underlying: str
+    guid: bool = False              # its values are GUIDs: members hold them in the GUID class
 
 
 @dataclass
@@ -158,6 +159,9 @@ class Entity:
     supertype: Optional[str]
     attributes: List[Attribute] = field(default_factory=list)
     writable: List[str] = field(default_factory=list)  # own inverses putAttr writes, in its order
+    writable_last: bool = False     # putAttr tests the writable inverses after the explicit attributes
+    reads_unset: bool = False       # parameters after the record's first take "$" when read
+    hierarchy: Dict[str, str] = field(default_factory=dict)  # own inverse -> attribute one step down
 
     @property
     def key(self) -> str:
@@ -225,7 +229,12 @@ def read_defined(path: str) -> List[DefinedType]:
         if line.keyword != "defined":
             raise line.error(f"unknown record '{line.keyword}'")
         name, underlying = line.fields(2)
-        out.append(DefinedType(_name(line, name, "type"), underlying))
+        defined = DefinedType(_name(line, name, "type"), underlying)
+        for sub in line.subs:
+            if sub.keyword != "guid" or sub.rest or defined.underlying != "string":
+                raise sub.error(f"unknown sub-record '{sub.keyword}' of a defined type, or guid on a type that is not a string")
+            defined.guid = True
+        out.append(defined)
     return out
 
 
@@ -319,6 +328,10 @@ def _read_attribute(sub: Line) -> Attribute:
     raise sub.error(f"unknown sub-record '{sub.keyword}' of an entity")
 
 
+# Sub-records of an entity that are facts about the entity, not attributes.
+ENTITY_FACTS = ("writable", "required", "hierarchy", "writablelast", "readsunset")
+
+
 def read_entities(path: str) -> List[Entity]:
     out: List[Entity] = []
     seen: Dict[str, Entity] = {}
@@ -337,7 +350,7 @@ def read_entities(path: str) -> List[Entity]:
             raise line.error(f"entity {name} is defined twice")
         if supertype is not None and supertype.upper() not in seen:
             raise line.error(f"the supertype {supertype} of {name} must come before it")
-        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword not in ("writable", "required")]
+        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword not in ENTITY_FACTS]
         entity = Entity(name, supertype, attributes)
         inverses = {a.name for a in attributes if a.kind == "inverse"}
         for sub in line.subs:
@@ -353,6 +366,20 @@ def read_entities(path: str) -> List[Entity]:
                     raise sub.error(f"'required {attribute}' names no own explicit attribute of {name} "
                                     "without opt, or names it twice")
                 own[0].required = True
+            elif sub.keyword == "hierarchy":
+                inverse, related = sub.fields(2)
+                if inverse not in inverses or inverse in entity.hierarchy:
+                    raise sub.error(f"'hierarchy {inverse}' names no own inverse of {name}, or names it twice")
+                entity.hierarchy[inverse] = _name(sub, related, "attribute")
+            elif sub.keyword in ("writablelast", "readsunset"):
+                if sub.rest:
+                    raise sub.error(f"'{sub.keyword}' takes no field")
+                if sub.keyword == "writablelast":
+                    entity.writable_last = True
+                else:
+                    entity.reads_unset = True
+        if entity.writable_last and not entity.writable:
+            raise line.error(f"'writablelast' of {name}, which has no writable inverse")
         order = {"explicit": 0, "derived": 1, "inverse": 2}
         kinds = [order[a.kind] for a in entity.attributes]
         if kinds != sorted(kinds):

@@ -102,8 +102,7 @@ def aggregate_forms(schema: schemadata.Schema) -> Dict[str, List[AggregateForm]]
 def emit_header(cls: SelectClass, forms: List[AggregateForm]) -> str:
     n = cls.name
     entities = sorted({m.name for m in cls.members if m.letter == "E"})
-    includes = ["#include <QdIfc4/Export.h>", "#include <QdIfcCore/QdIfcSelect.h>",
-                "#include <QdIfcCore/QdIfcVariant.h>"]
+    includes = ["#include <QdIfc4/SelectClass.h>"]
     if any(m.letter == "N" for m in cls.members):
         includes.append("#include <QdIfc4/Enumerations.h>")
     if forms:
@@ -124,9 +123,6 @@ def emit_header(cls: SelectClass, forms: List[AggregateForm]) -> str:
     protected = []
     if cls.has_entities:
         protected.append("  bool setHandleD(const QD_SDAI::QdDbObjectId& id) override;")
-    protected += ["  void setHandleOnLoad(const QD_SDAI::QdDbObjectId& id) override;",
-                  "  void refreshSelectHandle() override;",
-                  "  void unset() override { m_d = eUnset; }"]
     if cls.typed_members:
         protected.append("  QD::ErrorStatus readTypedField(const QD_SDAI::QdAnsiString& name, "
                          "QD_SDAI::QdSpfFilerBase* filer) override;")
@@ -135,38 +131,16 @@ def emit_header(cls: SelectClass, forms: List[AggregateForm]) -> str:
         protected.append(f"  // Chooses a member that is not an entity: 0, or 18 for any other value.")
         protected.append(f"  QD::ErrorStatus setUnderlyingType(e{n} member);")
 
+    protected_part = f"\n\n protected:\n{chr(10).join(protected)}" if protected else ""
     out.append(f"""class QDIFC4_API {n} : public QD_SDAI::QdIfcSelect {{
  public:
   enum e{n} : int32_t {{
 {chr(10).join(enum)}
   }};
-  static constexpr int kMemberCount = {cls.n};
-
-  static QD_SDAI::QdIfcNameType* sType;
+  QDIFC4_SELECT({n}, {cls.n})
 {chr(10).join(constants)}
 
-  {n}() noexcept = default;
-  {n}(const {n}& other) = default;
-  {n}& operator=(const {n}& other) = default;
-  ~{n}() override;
-
-  long _d() const override {{ return m_d; }}
-  // Stores the discriminator as it is, without any test.
-  void _d(e{n} value) {{ m_d = value; }}
-  bool underlyingTypeName(const QD_SDAI::QdAnsiString& name) override;
-  const QD_SDAI::QdAnsiString& underlyingTypeName() const override;
-  const QD_SDAI::QdIfcNameType* type() const override {{ return sType; }}
-  // The member of that name, in any case; eUnset if there is none.
-  virtual e{n} underlyingTypeByName(const QD_SDAI::QdAnsiString& name);
-
-{chr(10).join(accessors)}
-
- protected:
-{chr(10).join(protected)}
-
- private:
-  static const QD_SDAI::QdIfcSelectMember kMembers[kMemberCount];
-  e{n} m_d = eUnset;
+{chr(10).join(accessors)}{protected_part}
 }};
 
 static_assert(sizeof({n}) == 32, "a select object is 32 bytes");
@@ -216,55 +190,16 @@ def setter_body(cls: SelectClass, m: schemadata.SelectMember) -> str:
 
 def emit_class_source(cls: SelectClass) -> str:
     n = cls.name
-    e = f"e{n}"
     out = [f"\n// ---- {n} ----\n", f"QD_SDAI::QdIfcNameType* {n}::sType = nullptr;"]
     out += [f"const QdAnsiString {n}::{cls.constant(m)}(\"{m.name}\");" for m in cls.members]
     out.append(f"const QD_SDAI::QdIfcSelectMember {n}::kMembers[kMemberCount] = {{")
     out += [member_row(cls, m) for m in cls.members]
     out.append("};\n")
-    out.append(f"""{n}::~{n}() = default;
-
-{n}::{e} {n}::underlyingTypeByName(const QdAnsiString& name) {{
-  return static_cast<{e}>(memberByName(name, kMembers, kMemberCount));
-}}
-
-bool {n}::underlyingTypeName(const QdAnsiString& name) {{
-  {e} member = underlyingTypeByName(name);
-  if (member == eUnset) return false;
-  prepareMember(kMembers[member]);
-  m_d = member;
-  return true;
-}}
-
-const QdAnsiString& {n}::underlyingTypeName() const {{
-  if (m_d == ePending) const_cast<{n}*>(this)->refreshSelectHandle();
-  return memberName(m_d, kMembers, kMemberCount, detail::noMemberName<{n}>());
-}}
-""")
+    out.append(f"QDIFC4_SELECT_DEFINITIONS({n})")
     if cls.has_entities:
-        out.append(f"""bool {n}::setHandleD(const QdDbObjectId& id) {{
-  int member = entityMemberOf(id, kMembers, kMemberCount);
-  if (member < 0) return false;
-  m_d = static_cast<{e}>(member);
-  return true;
-}}
-""")
-    out.append(f"""void {n}::setHandleOnLoad(const QdDbObjectId& id) {{
-  QdIfcSelect::setHandleOnLoad(id);
-  m_d = ePending;
-}}
-
-void {n}::refreshSelectHandle() {{
-  if (m_d == ePending) QdIfcSelect::refreshSelectHandle();
-}}
-""")
+        out.append(f"QDIFC4_SELECT_ENTITY_DEFINITIONS({n})")
     if cls.has_values:
-        out.append(f"""QD::ErrorStatus {n}::setUnderlyingType({e} member) {{
-  QD::ErrorStatus status = chooseValueMember(member, kMembers, kMemberCount);
-  if (status == QD::eOk) m_d = member;
-  return status;
-}}
-""")
+        out.append(f"QDIFC4_SELECT_VALUE_DEFINITIONS({n})")
     for m in cls.members:
         out.append(f"void {n}::set{m.name}({setter_parameter(m)}) {{\n{setter_body(cls, m)}\n}}")
     if cls.typed_members:

@@ -46,19 +46,19 @@ class ProjectModelTest(unittest.TestCase):
                          ["coordinatespacedimension", "precision", "worldcoordinatesystem", "truenorth"])
 
     def test_member_types(self):
-        cases = {("IfcCartesianPoint", "Coordinates"): "QD_SDAI::QdIfcListAggrBounded<double, 1, 3>",
-                 ("IfcSite", "RefLatitude"): "QD_SDAI::QdIfcListAggrBounded<int, 3, 4>",
-                 ("IfcTrimmedCurve", "Trim1"): "QD_SDAI::QdIfcSetAggrBounded<IfcTrimmingSelect, 1, 2>",
-                 ("IfcMaterialLayerWithOffsets", "OffsetValues"): "QD_SDAI::QdIfcArrayAggrBounded<double, 1, 2>",
-                 ("IfcSurfaceStyle", "Styles"): "QD_SDAI::QdIfcSetAggrBounded<IfcSurfaceStyleElementSelect, 1, 5>",
-                 ("IfcRelAggregates", "RelatedObjects"): "QD_SDAI::QdIfcSetAggrBounded<QD_SDAI::QdDbObjectId, 1, 65536>",
+        cases = {("IfcCartesianPoint", "Coordinates"): "QdIfcListAggrBounded<double, 1, 3>",
+                 ("IfcSite", "RefLatitude"): "QdIfcListAggrBounded<int, 3, 4>",
+                 ("IfcTrimmedCurve", "Trim1"): "QdIfcSetAggrBounded<IfcTrimmingSelect, 1, 2>",
+                 ("IfcMaterialLayerWithOffsets", "OffsetValues"): "QdIfcArrayAggrBounded<double, 1, 2>",
+                 ("IfcSurfaceStyle", "Styles"): "QdIfcSetAggrBounded<IfcSurfaceStyleElementSelect, 1, 5>",
+                 ("IfcRelAggregates", "RelatedObjects"): "QdIfcSetAggrBounded<QdDbObjectId, 1, 65536>",
                  ("IfcBSplineSurface", "ControlPointsList"):
-                     "QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<QD_SDAI::QdDbObjectId>>",
+                     "QdIfcListAggrCompound<QdIfcListAggr<QdDbObjectId>>",
                  ("IfcIndexedPolygonalFaceWithVoids", "InnerCoordIndices"):
-                     "QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<int>>",
-                 ("IfcRoot", "GlobalId"): "QD_SDAI::QdIfcGUID", ("IfcBlobTexture", "RasterCode"): "QD_SDAI::QdAnsiString",
-                 ("IfcObjectDefinition", "Nests"): "QD_SDAI::QdIfcSetAggr<QD_SDAI::QdDbObjectId>",
-                 ("IfcFeatureElementSubtraction", "VoidsElements"): "QD_SDAI::QdDbObjectId",
+                     "QdIfcListAggrCompound<QdIfcListAggr<int>>",
+                 ("IfcRoot", "GlobalId"): "QdIfcGUID", ("IfcBlobTexture", "RasterCode"): "QdAnsiString",
+                 ("IfcObjectDefinition", "Nests"): "QdIfcSetAggr<QdDbObjectId>",
+                 ("IfcFeatureElementSubtraction", "VoidsElements"): "QdDbObjectId",
                  ("IfcActor", "TheActor"): "IfcActorSelect", ("IfcWall", "PredefinedType"): "IfcWallTypeEnum"}
         for (cls, name), cpp in cases.items():
             self.assertEqual(self.attr(cls, name).cpp, cpp, f"{cls}.{name}")

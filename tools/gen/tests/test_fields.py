@@ -17,7 +17,7 @@ import attrmodel  # noqa: E402
 import entities  # noqa: E402
 import schemadata  # noqa: E402
 
-ROW = re.compile(r'^\s*(\w+)\("(\w+)", offsetof\((\w+), m_\w+\), (.*)\),$')
+ROW = re.compile(r'^\s*(\w+)\(QDIFC4_AT\((\w+)\), (.*)\),$')
 # The marks argument of each row helper: its place among the arguments after the offset.
 MARKS_AT = {"attr": 1, "ref": 0, "enumRow": 0, "selectRow": 0, "aggrRow": 0, "nestedRow": 0}
 
@@ -29,7 +29,7 @@ def rows(text):
         m = ROW.match(line)
         if not m or m.group(1) not in MARKS_AT:
             continue
-        args = [a.strip() for a in m.group(4).split(",")]
+        args = [a.strip() for a in m.group(3).split(",")]
         at = MARKS_AT[m.group(1)]
         marks = set(args[at].split(" | ")) - {"0"} if len(args) > at else set()
         out.append((m.group(1), m.group(2), marks))
@@ -51,7 +51,7 @@ class FieldMarksTest(unittest.TestCase):
             for a, (helper, _, marks) in zip(c.explicit, emitted):
                 # "$" is written for an unset value exactly where the data marks opt; a
                 # reference's mark is the schema's (not required) and the record ignores it.
-                if a.value.kind != "entity":
+                if a.value.kind is not attrmodel.Kind.ENTITY:
                     self.assertEqual("kOpt" in marks, a.optional, f"{c.name}.{a.name}")
                 else:
                     self.assertEqual(helper, "ref")

@@ -26,19 +26,20 @@ class PropertyEmitTest(unittest.TestCase):
         cls.files = properties.outputs(cls.model)
 
     def test_builders_add_exactly_the_defined_classes(self):
-        defined = re.findall(r"class QDIFC4_API (\w+) final", self.files["include/QdIfc4/Properties.h"])
-        added = [m for name, text in self.files.items() if name.startswith("Properties_")
-                 for m in re.findall(r"addProperty<(\w+)>", text)]
+        defined = [c + a for c, a in re.findall(r"^QDIFC4_\w*PROPERTY\((\w+), (\w+)",
+                                                 self.files["include/QdIfc4/Properties.h"], re.M)]
+        added = [c + a for name, text in self.files.items() if name.startswith("Properties_")
+                 for c, a in re.findall(r"QDIFC4_ADD_PROPERTY\((\w+), (\w+)\)", text)]
         self.assertEqual(len(defined), 1652)
         self.assertEqual(sorted(defined), sorted(added))
         self.assertEqual(len(set(defined)), len(defined))
 
     def test_every_entity_passes_its_builder_or_the_empty_one(self):
         phases = genifc.emit_type_phases(self.schema, self.model)
-        own = re.findall(r"IFC4::(\w+)::kTable, &IFC4::detail::build(\w+)Properties", phases)
+        own = re.findall(r"\{&(\w+)::kTable, &build(\w+)Properties, ", phases)
         self.assertEqual(len(own), 667)
         self.assertTrue(all(a == b for a, b in own))
-        self.assertEqual(phases.count("&IFC4::detail::noProperties);"), 109)
+        self.assertEqual(phases.count("::kTable, &noProperties, "), 109)
 
     def test_order_and_kinds(self):
         sub = self.model.by_name["IfcGeometricRepresentationSubContext"]
@@ -46,12 +47,14 @@ class PropertyEmitTest(unittest.TestCase):
                          ["CoordinateSpaceDimension", "Precision", "WorldCoordinateSystem", "TrueNorth",
                           "ParentContext"])
         od = self.model.by_name["IfcObjectDefinition"]
-        bases = {a.name: properties.base(a) for a in properties.ordered(od)}
-        self.assertEqual(bases["IsDecomposedBy"], 'detail::HierarchyProperty<"RelatedObjects">')
-        self.assertEqual(bases["Nests"],
-                         "detail::InverseArrayProperty<IfcObjectDefinition, &IfcObjectDefinition::getInvNests>")
-        # A redeclared attribute reads through its supertype's accessors.
-        self.assertIn("&IfcGeometricRepresentationContext::getPrecision", properties.base(sub.redeclared[1]))
+        lines = {a.name: properties.declaration(od, a) for a in properties.ordered(od)}
+        self.assertEqual(lines["IsDecomposedBy"],
+                         'QDIFC4_PROPERTY(IfcObjectDefinition, IsDecomposedBy, HierarchyProperty<"RelatedObjects">)')
+        self.assertEqual(lines["Nests"], "QDIFC4_INVERSE_PROPERTY(IfcObjectDefinition, Nests)")
+        # A redeclared attribute reads through its supertype's accessors, under the class's own name.
+        line = properties.declaration(sub, sub.redeclared[1])
+        self.assertTrue(line.startswith("QDIFC4_PROPERTY(IfcGeometricRepresentationSubContext, Precision, "), line)
+        self.assertIn("&IfcGeometricRepresentationContext::getPrecision", line)
 
 
 if __name__ == "__main__":

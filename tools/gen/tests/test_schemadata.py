@@ -36,6 +36,8 @@ SAMPLE = {
         defined IfcPositiveLengthMeasure ifclengthmeasure
         defined IfcLengthMeasure real
         defined IfcLabel string
+        defined IfcGloballyUniqueId string
+          guid
         """,
     "enumerations.txt": """
         enum IfcNullStyle NULL
@@ -145,6 +147,12 @@ class ErrorTest(unittest.TestCase):
         self.assertDataError({"entities.txt": "entity IfcA\n  widget X\n"}, "unknown sub-record")
         self.assertDataError({"entities.txt": "entity IfcA\n  attr B IFCA opt\n  required B\n"}, "without opt", line=3)
         self.assertDataError({"entities.txt": "entity IfcA\n  required B\n"}, "names no own explicit attribute")
+        self.assertDataError({"entities.txt": "entity IfcA\n  inverse X y [0:?] Z\n  hierarchy Y Rel\n"},
+                             "names no own inverse", line=3)
+        self.assertDataError({"entities.txt": "entity IfcA\n  inverse X y [0:?] Z\n  writablelast\n"},
+                             "no writable inverse", line=1)
+        self.assertDataError({"entities.txt": "entity IfcA\n  readsunset yes\n"}, "takes no field", line=2)
+        self.assertDataError({"defined.txt": "defined IfcA real\n  guid\n"}, "not a string", line=2)
         self.assertDataError({"defined.txt": "defined IfcA\treal\n"}, "tabs")
         self.assertDataError({"defined.txt": "defined IfcA  real\n"}, "single blanks")
         self.assertDataError({"aggregates.txt": "aggregate list of IfcA\n"}, "is not an aggregate")
@@ -173,13 +181,18 @@ class EmitterTest(unittest.TestCase):
         for phase in ("initBuiltInTypes", "initDefinedTypes", "initEnumerationTypes", "initEntityTypes",
                       "initSelectTypes", "initAggregateTypes"):
             self.assertIn(f"void QdIFC4SchemaBuilder::{phase}()", text + types)
-        # Entities: created with the supertype's slot as it stands, attributes in order, then closed.
-        self.assertIn('phase.begin("IFCORIENTEDEDGE", "IfcOrientedEdge", IFC4::IfcOrientedEdge::kTable, '
-                      '&IFC4::detail::buildIfcOrientedEdgeProperties);', types)
-        self.assertIn('phase.derivedAttribute("ifcedge_edgestart", "IFCROOT", "IfcEdge");', types)
-        self.assertIn('phase.inverseAttribute("ToSet", Consts::QdIntUnset, Consts::QdIntUnset, "", '
-                      '"MaterialLayers");', types)
-        self.assertIn('phase.inverseAttribute("Nests", 0, 1, "ifcrelnests", "RelatedObjects");', types)
+        # Entities: one row each (table, builder, count of own attributes), their attributes in order,
+        # the counts adding up to the attribute rows so that no entity takes another's.
+        self.assertIn("{&IfcOrientedEdge::kTable, &buildIfcOrientedEdgeProperties, 3},", types)
+        self.assertIn('{kDerived, "ifcedge_edgestart", "IFCROOT", "IfcEdge"},', types)
+        self.assertIn('{kInverse, "ToSet", "", "MaterialLayers", kUnset, kUnset},', types)
+        self.assertIn('{kInverse, "Nests", "ifcrelnests", "RelatedObjects", 0, 1},', types)
+        self.assertIn('{kExplicit, "EdgeStart", "IFCROOT"},', types)
+        self.assertIn('{kOptional, "EdgeEnd", "IFCROOT"},', types)
+        counts = [int(n) for n in re.findall(r"^    \{&\w+::kTable, &\w+, (\d+)\},$", types, re.M)]
+        facts = re.findall(r"^    \{k(?:Explicit|Optional|Derived|Inverse), ", types, re.M)
+        self.assertEqual(len(counts), len(schema.entities))
+        self.assertEqual(sum(counts), len(facts))
         self.assertLess(types.index('"GlobalId"'), types.index('"Name"'))
         self.assertIn('phase.define("IfcShell", {"IFCEDGE", "IFCORIENTEDEDGE"}, IFC4::IfcShell::sType);', types)
 

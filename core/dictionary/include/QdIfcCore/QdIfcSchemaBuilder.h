@@ -30,6 +30,26 @@ struct QdInverseAttributeInfo {
   QdAnsiString attribute;
 };
 
+// An attribute of an entity type as data, for the entity phase's define().
+struct QdIfcAttributeFact {
+  static constexpr int kUnsetBound = -1;
+  enum Kind : unsigned char { kExplicit, kOptional, kDerived, kInverse };
+  Kind kind;  // kOptional: an explicit attribute the schema lets be unset
+  const char* name;
+  const char* type;         // explicit, derived: the type text; inverse: the target in lower case, or ""
+  const char* other = "";   // derived: the supertype it redeclares, or ""; inverse: the forward attribute
+  int lower = kUnsetBound;  // inverse: the bounds; kUnsetBound where unset
+  int upper = kUnsetBound;
+};
+
+// An entity type as data: its class's table (whose name, in capitals, is the type's
+// key), its property builder and the number of its own attributes.
+struct QdIfcEntityFact {
+  const QdIfcClassTable* table;
+  QdIfcPropertyBuilder propertyBuilder;
+  int attributeCount;
+};
+
 class QDIFCCORE_API QdIfcSchemaBuilder {
  public:
   // The name is copied; the caller's string may die right after the call.
@@ -95,6 +115,10 @@ class QDIFCCORE_API QdIfcSchemaBuilder {
     // Bounds as plain numbers, Consts::QdIntUnset where unset; target in lower case, may be empty.
     void inverseAttribute(const char* name, int lower, int upper, const char* target, const char* attribute);
     void end();
+
+    // begin(), the attribute calls and end() for each of count entity types in order;
+    // each takes its attributeCount facts from attributes, one after the other.
+    void define(const QdIfcEntityFact* entities, std::size_t count, const QdIfcAttributeFact* attributes);
 
    private:
     QdIfcSchemaBuilder& m_builder;

@@ -224,3 +224,26 @@ void addProperty(QD_SDAI::QdIfcPropertyCollection* collection, const char* name,
 QDIFC4_API void noProperties(QD_SDAI::QdIfcPropertyCollection* collection, const QD_SDAI::QdIfcEntityType* entityType);
 
 }  // namespace IFC4::detail
+
+// ---- the generated lines ----
+//
+// QDIFC4_PROPERTY(IfcWall, PredefinedType, EnumProperty<IfcWallTypeEnum>) declares the
+// class IFC4::IfcWallPredefinedTypeProperty deriving from detail::EnumProperty<...>;
+// the others name the template and take the accessors of class C for attribute A
+// (getA and setA, or getInvA for an inverse). A redeclared attribute, whose accessors
+// are its supertype's, is spelled out with QDIFC4_PROPERTY.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+#define QDIFC4_PROPERTY(C, A, ...) \
+  class QDIFC4_API C##A##Property final : public detail::__VA_ARGS__ {}
+#define QDIFC4_PLAIN_PROPERTY(C, A) QDIFC4_PROPERTY(C, A, PlainProperty<&C::get##A, &C::set##A>)
+#define QDIFC4_TEXT_PROPERTY(C, A) QDIFC4_PROPERTY(C, A, TextProperty<&C::get##A, &C::set##A>)
+#define QDIFC4_ARRAY_PROPERTY(C, A, ...) QDIFC4_PROPERTY(C, A, ArrayProperty<C, __VA_ARGS__, &C::get##A, &C::set##A>)
+#define QDIFC4_INVERSE_PROPERTY(C, A) QDIFC4_PROPERTY(C, A, InverseArrayProperty<C, &C::getInv##A>)
+#define QDIFC4_SINGLE_INVERSE_PROPERTY(C, A) QDIFC4_PROPERTY(C, A, ReadOnlyProperty<&C::getInv##A>)
+
+// A builder of entity type C's own properties: declared, or defined with a body of
+// QDIFC4_ADD_PROPERTY(C, A) lines, each adding IFC4::<C><A>Property named "A".
+#define QDIFC4_PROPERTY_BUILDER(C) \
+  void build##C##Properties(QD_SDAI::QdIfcPropertyCollection* collection, const QD_SDAI::QdIfcEntityType* type)
+#define QDIFC4_ADD_PROPERTY(C, A) addProperty<C##A##Property>(collection, #A, type)
+// NOLINTEND(bugprone-macro-parentheses)

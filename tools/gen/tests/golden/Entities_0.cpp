@@ -21,25 +21,25 @@ using enum QD_SDAI::QdIfcMemberKind;
 
 QDIFC4_ENTITY_DEFINITIONS(IfcRoot)
 const QdIfcAttrRow IfcRoot::kRows[] = {
-    attr("GlobalId", offsetof(IfcRoot, m_GlobalId), kGuid),
-    attr("Name", offsetof(IfcRoot, m_Name), kString, kOpt),
+    attr(QDIFC4_AT(GlobalId), kGuid),
+    attr(QDIFC4_AT(Name), kString, kOpt),
 };
 QDIFC4_TABLE(IfcRoot, nullptr);
 
 QDIFC4_ENTITY_DEFINITIONS(IfcCartesianPoint)
 const QdIfcAttrRow IfcCartesianPoint::kRows[] = {
-    aggrRow("Coordinates", offsetof(IfcCartesianPoint, m_Coordinates), 0, listOf<double>, 1, 3),
+    aggrRow(QDIFC4_AT(Coordinates), 0, listOf<double>, 1, 3),
 };
 QDIFC4_TABLE(IfcCartesianPoint, nullptr);
-void IfcCartesianPoint::getCoordinates(QD_SDAI::QdIfcArray<double>& out) const { detail::exportAggr(m_Coordinates, out); }
-void IfcCartesianPoint::setCoordinates(const QD_SDAI::QdIfcArray<double>& values) { detail::assignAggr(m_Coordinates, values); }
+void IfcCartesianPoint::getCoordinates(QdIfcArray<double>& out) const { detail::exportAggr(m_Coordinates, out); }
+void IfcCartesianPoint::setCoordinates(const QdIfcArray<double>& values) { detail::assignAggr(m_Coordinates, values); }
 
 QDIFC4_ENTITY_DEFINITIONS(IfcWall)
 const QdIfcAttrRow IfcWall::kRows[] = {
-    ref("Position", offsetof(IfcWall, m_Position), 0, &IfcCartesianPoint::g_pEntityType),
-    enumRow("PredefinedType", offsetof(IfcWall, m_PredefinedType), kOpt, enumOf<IfcWallTypeEnum>),
-    selectRow("Tag", offsetof(IfcWall, m_Tag), kOpt, selectOf<IfcValueOrPoint>),
-    inverseRow("ContainedIn", offsetof(IfcWall, m_ContainedIn), 0, 0, 1, &IfcRelContains::g_pEntityType, "RelatedWalls"),
+    ref(QDIFC4_AT(Position), 0, &IfcCartesianPoint::g_pEntityType),
+    enumRow(QDIFC4_AT(PredefinedType), kOpt, enumOf<IfcWallTypeEnum>),
+    selectRow(QDIFC4_AT(Tag), kOpt, selectOf<IfcValueOrPoint>),
+    inverseRow(QDIFC4_AT(ContainedIn), 0, 0, 1, &IfcRelContains::g_pEntityType, "RelatedWalls"),
 };
 QDIFC4_TABLE(IfcWall, &IfcRoot::kTable);
 IfcCartesianPoint* IfcWall::Position() const { return static_cast<IfcCartesianPoint*>(m_Position.openObject()); }
@@ -50,11 +50,11 @@ namespace {
 const QD_SDAI::QdIfcInverseLink kIfcRelContainsLinks[] = {{&IfcWall::kTable, 3}};
 }  // namespace
 const QdIfcAttrRow IfcRelContains::kRows[] = {
-    aggrRow("RelatedWalls", offsetof(IfcRelContains, m_RelatedWalls), 0, setOf<QD_SDAI::QdDbObjectId>, 1, kUnset, kIfcRelContainsLinks, 1),
-    attr("Count", offsetof(IfcRelContains, m_Count), kInteger, kOpt),
+    aggrRow(QDIFC4_AT(RelatedWalls), 0, setOf<QdDbObjectId>, 1, kUnset, kIfcRelContainsLinks, 1),
+    attr(QDIFC4_AT(Count), kInteger, kOpt),
 };
 QDIFC4_TABLE(IfcRelContains, &IfcRoot::kTable);
-void IfcRelContains::getRelatedWalls(QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>& out) const { detail::exportAggr(m_RelatedWalls, out); }
-void IfcRelContains::setRelatedWalls(const QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>& values) { detail::assignAggr(m_RelatedWalls, values); }
+void IfcRelContains::getRelatedWalls(QdIfcArray<QdDbObjectId>& out) const { detail::exportAggr(m_RelatedWalls, out); }
+void IfcRelContains::setRelatedWalls(const QdIfcArray<QdDbObjectId>& values) { detail::assignAggr(m_RelatedWalls, values); }
 
 }  // namespace IFC4

@@ -2,26 +2,23 @@
 #include "PropertyBuilders.h"
 #include <QdIfc4/Properties.h>
 
-using QD_SDAI::QdIfcEntityType;
-using QD_SDAI::QdIfcPropertyCollection;
-
 namespace IFC4::detail {
 
-void buildIfcRootProperties(QdIfcPropertyCollection* collection, const QdIfcEntityType* type) {
-  addProperty<IfcRootGlobalIdProperty>(collection, "GlobalId", type);
-  addProperty<IfcRootNameProperty>(collection, "Name", type);
+QDIFC4_PROPERTY_BUILDER(IfcRoot) {
+  QDIFC4_ADD_PROPERTY(IfcRoot, GlobalId);
+  QDIFC4_ADD_PROPERTY(IfcRoot, Name);
 }
-void buildIfcCartesianPointProperties(QdIfcPropertyCollection* collection, const QdIfcEntityType* type) {
-  addProperty<IfcCartesianPointCoordinatesProperty>(collection, "Coordinates", type);
+QDIFC4_PROPERTY_BUILDER(IfcCartesianPoint) {
+  QDIFC4_ADD_PROPERTY(IfcCartesianPoint, Coordinates);
 }
-void buildIfcWallProperties(QdIfcPropertyCollection* collection, const QdIfcEntityType* type) {
-  addProperty<IfcWallPositionProperty>(collection, "Position", type);
-  addProperty<IfcWallPredefinedTypeProperty>(collection, "PredefinedType", type);
-  addProperty<IfcWallTagProperty>(collection, "Tag", type);
-  addProperty<IfcWallContainedInProperty>(collection, "ContainedIn", type);
+QDIFC4_PROPERTY_BUILDER(IfcWall) {
+  QDIFC4_ADD_PROPERTY(IfcWall, Position);
+  QDIFC4_ADD_PROPERTY(IfcWall, PredefinedType);
+  QDIFC4_ADD_PROPERTY(IfcWall, Tag);
+  QDIFC4_ADD_PROPERTY(IfcWall, ContainedIn);
 }
-void buildIfcRelContainsProperties(QdIfcPropertyCollection* collection, const QdIfcEntityType* type) {
-  addProperty<IfcRelContainsRelatedWallsProperty>(collection, "RelatedWalls", type);
-  addProperty<IfcRelContainsCountProperty>(collection, "Count", type);
+QDIFC4_PROPERTY_BUILDER(IfcRelContains) {
+  QDIFC4_ADD_PROPERTY(IfcRelContains, RelatedWalls);
+  QDIFC4_ADD_PROPERTY(IfcRelContains, Count);
 }
 }  // namespace IFC4::detail

@@ -2,14 +2,13 @@
 
 #pragma once
 
-#include <QdIfcCore/QdIfcProperty.h>
-#include <QdIfcCore/Dictionary.h>
+#include <QdIfc4/PropertyTemplates.h>
 
 namespace IFC4::detail {
 
-void buildIfcRootProperties(QD_SDAI::QdIfcPropertyCollection* collection, const QD_SDAI::QdIfcEntityType* type);
-void buildIfcCartesianPointProperties(QD_SDAI::QdIfcPropertyCollection* collection, const QD_SDAI::QdIfcEntityType* type);
-void buildIfcWallProperties(QD_SDAI::QdIfcPropertyCollection* collection, const QD_SDAI::QdIfcEntityType* type);
-void buildIfcRelContainsProperties(QD_SDAI::QdIfcPropertyCollection* collection, const QD_SDAI::QdIfcEntityType* type);
+QDIFC4_PROPERTY_BUILDER(IfcRoot);
+QDIFC4_PROPERTY_BUILDER(IfcCartesianPoint);
+QDIFC4_PROPERTY_BUILDER(IfcWall);
+QDIFC4_PROPERTY_BUILDER(IfcRelContains);
 
 }  // namespace IFC4::detail

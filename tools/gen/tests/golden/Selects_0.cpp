@@ -21,47 +21,9 @@ const QD_SDAI::QdIfcSelectMember IfcValueOrPoint::kMembers[kMemberCount] = {
     {&sIfcLengthMeasure, QD_SDAI::kQdTypeReal, nullptr, nullptr},
 };
 
-IfcValueOrPoint::~IfcValueOrPoint() = default;
-
-IfcValueOrPoint::eIfcValueOrPoint IfcValueOrPoint::underlyingTypeByName(const QdAnsiString& name) {
-  return static_cast<eIfcValueOrPoint>(memberByName(name, kMembers, kMemberCount));
-}
-
-bool IfcValueOrPoint::underlyingTypeName(const QdAnsiString& name) {
-  eIfcValueOrPoint member = underlyingTypeByName(name);
-  if (member == eUnset) return false;
-  prepareMember(kMembers[member]);
-  m_d = member;
-  return true;
-}
-
-const QdAnsiString& IfcValueOrPoint::underlyingTypeName() const {
-  if (m_d == ePending) const_cast<IfcValueOrPoint*>(this)->refreshSelectHandle();
-  return memberName(m_d, kMembers, kMemberCount, detail::noMemberName<IfcValueOrPoint>());
-}
-
-bool IfcValueOrPoint::setHandleD(const QdDbObjectId& id) {
-  int member = entityMemberOf(id, kMembers, kMemberCount);
-  if (member < 0) return false;
-  m_d = static_cast<eIfcValueOrPoint>(member);
-  return true;
-}
-
-void IfcValueOrPoint::setHandleOnLoad(const QdDbObjectId& id) {
-  QdIfcSelect::setHandleOnLoad(id);
-  m_d = ePending;
-}
-
-void IfcValueOrPoint::refreshSelectHandle() {
-  if (m_d == ePending) QdIfcSelect::refreshSelectHandle();
-}
-
-QD::ErrorStatus IfcValueOrPoint::setUnderlyingType(eIfcValueOrPoint member) {
-  QD::ErrorStatus status = chooseValueMember(member, kMembers, kMemberCount);
-  if (status == QD::eOk) m_d = member;
-  return status;
-}
-
+QDIFC4_SELECT_DEFINITIONS(IfcValueOrPoint)
+QDIFC4_SELECT_ENTITY_DEFINITIONS(IfcValueOrPoint)
+QDIFC4_SELECT_VALUE_DEFINITIONS(IfcValueOrPoint)
 void IfcValueOrPoint::setIfcCartesianPoint(IfcCartesianPoint* entity) {
   setEntity(entity);
 }

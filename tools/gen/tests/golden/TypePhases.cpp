@@ -5,38 +5,43 @@
 #include <QdIfc4/Entities.h>
 #include <QdIfc4/PropertyTemplates.h>
 #include <QdIfc4/Selects.h>
-#include <QdIfcCore/Consts.h>
+
+#include <iterator>
 
 using namespace QD_SDAI;
-
+using namespace IFC4;
+using namespace IFC4::detail;
 
 namespace {
 
-void defineEntities0(QdIFC4SchemaBuilder::EntityPhase& phase) {
-  phase.begin("IFCROOT", "IfcRoot", IFC4::IfcRoot::kTable, &IFC4::detail::buildIfcRootProperties);
-  phase.explicitAttribute("GlobalId", "IFCGLOBALLYUNIQUEID", false);
-  phase.explicitAttribute("Name", "IFCLABEL", true);
-  phase.end();
-  phase.begin("IFCCARTESIANPOINT", "IfcCartesianPoint", IFC4::IfcCartesianPoint::kTable, &IFC4::detail::buildIfcCartesianPointProperties);
-  phase.explicitAttribute("Coordinates", "list [1:3] of IFCLENGTHMEASURE", false);
-  phase.end();
-  phase.begin("IFCWALL", "IfcWall", IFC4::IfcWall::kTable, &IFC4::detail::buildIfcWallProperties);
-  phase.explicitAttribute("Position", "IFCCARTESIANPOINT", false);
-  phase.explicitAttribute("PredefinedType", "IFCWALLTYPEENUM", true);
-  phase.explicitAttribute("Tag", "IFCVALUEORPOINT", true);
-  phase.inverseAttribute("ContainedIn", 0, 1, "ifcrelcontains", "RelatedWalls");
-  phase.end();
-  phase.begin("IFCRELCONTAINS", "IfcRelContains", IFC4::IfcRelContains::kTable, &IFC4::detail::buildIfcRelContainsProperties);
-  phase.explicitAttribute("RelatedWalls", "set [1:?] of IFCWALL", false);
-  phase.explicitAttribute("Count", "IFCCOUNTMEASURE", true);
-  phase.end();
-}
+using enum QdIfcAttributeFact::Kind;
+constexpr int kUnset = QdIfcAttributeFact::kUnsetBound;
+
+// Each entity's own attributes in the dictionary's order: explicit, derived, inverse.
+constexpr QdIfcAttributeFact kAttributes[] = {
+    {kExplicit, "GlobalId", "IFCGLOBALLYUNIQUEID"},
+    {kOptional, "Name", "IFCLABEL"},
+    {kExplicit, "Coordinates", "list [1:3] of IFCLENGTHMEASURE"},
+    {kExplicit, "Position", "IFCCARTESIANPOINT"},
+    {kOptional, "PredefinedType", "IFCWALLTYPEENUM"},
+    {kOptional, "Tag", "IFCVALUEORPOINT"},
+    {kInverse, "ContainedIn", "ifcrelcontains", "RelatedWalls", 0, 1},
+    {kExplicit, "RelatedWalls", "set [1:?] of IFCWALL"},
+    {kOptional, "Count", "IFCCOUNTMEASURE"},
+};
+
+// The entity types in the dictionary's order: class table, property builder, attributes.
+const QdIfcEntityFact kEntities[] = {
+    {&IfcRoot::kTable, &buildIfcRootProperties, 2},
+    {&IfcCartesianPoint::kTable, &buildIfcCartesianPointProperties, 1},
+    {&IfcWall::kTable, &buildIfcWallProperties, 4},
+    {&IfcRelContains::kTable, &buildIfcRelContainsProperties, 2},
+};
 
 }  // namespace
 
 void QdIFC4SchemaBuilder::initEntityTypes() {
-  EntityPhase phase(*this);
-  defineEntities0(phase);
+  EntityPhase(*this).define(kEntities, std::size(kEntities), kAttributes);
 }
 
 void QdIFC4SchemaBuilder::initSelectTypes() {

@@ -9,20 +9,20 @@
 namespace IFC4 {
 
 // IfcRoot
-class QDIFC4_API IfcRootGlobalIdProperty final : public detail::PlainProperty<&IfcRoot::getGlobalId, &IfcRoot::setGlobalId> {};
-class QDIFC4_API IfcRootNameProperty final : public detail::TextProperty<&IfcRoot::getName, &IfcRoot::setName> {};
+QDIFC4_PLAIN_PROPERTY(IfcRoot, GlobalId);
+QDIFC4_TEXT_PROPERTY(IfcRoot, Name);
 
 // IfcCartesianPoint
-class QDIFC4_API IfcCartesianPointCoordinatesProperty final : public detail::ArrayProperty<IfcCartesianPoint, QD_SDAI::QdIfcArray<double>, &IfcCartesianPoint::getCoordinates, &IfcCartesianPoint::setCoordinates> {};
+QDIFC4_ARRAY_PROPERTY(IfcCartesianPoint, Coordinates, QdIfcArray<double>);
 
 // IfcWall
-class QDIFC4_API IfcWallPositionProperty final : public detail::PlainProperty<&IfcWall::getPosition, &IfcWall::setPosition> {};
-class QDIFC4_API IfcWallPredefinedTypeProperty final : public detail::EnumProperty<IfcWallTypeEnum> {};
-class QDIFC4_API IfcWallTagProperty final : public detail::SelectProperty<IfcValueOrPoint> {};
-class QDIFC4_API IfcWallContainedInProperty final : public detail::InverseArrayProperty<IfcWall, &IfcWall::getInvContainedIn> {};
+QDIFC4_PLAIN_PROPERTY(IfcWall, Position);
+QDIFC4_PROPERTY(IfcWall, PredefinedType, EnumProperty<IfcWallTypeEnum>);
+QDIFC4_PROPERTY(IfcWall, Tag, SelectProperty<IfcValueOrPoint>);
+QDIFC4_INVERSE_PROPERTY(IfcWall, ContainedIn);
 
 // IfcRelContains
-class QDIFC4_API IfcRelContainsRelatedWallsProperty final : public detail::ArrayProperty<IfcRelContains, QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>, &IfcRelContains::getRelatedWalls, &IfcRelContains::setRelatedWalls> {};
-class QDIFC4_API IfcRelContainsCountProperty final : public detail::PlainProperty<&IfcRelContains::getCount, &IfcRelContains::setCount> {};
+QDIFC4_ARRAY_PROPERTY(IfcRelContains, RelatedWalls, QdIfcArray<QdDbObjectId>);
+QDIFC4_PLAIN_PROPERTY(IfcRelContains, Count);
 
 }  // namespace IFC4

@@ -2,26 +2,20 @@
 #pragma once
 
 #include <QdIfc4/EntityClass.h>
-#include <QdIfcCore/QdIfcAggrTemplates.h>
 
 namespace IFC4 {
 
 class QDIFC4_API IfcCartesianPoint : public QD_SDAI::QdIfcEntityBase {
   QDIFC4_ENTITY(IfcCartesianPoint)
 
-  // ---- typed access ----
-  // Coordinates
-  QD_SDAI::QdIfcListAggrBounded<double, 1, 3>& getCoordinates() { return m_Coordinates; }
-  const QD_SDAI::QdIfcListAggrBounded<double, 1, 3>& getCoordinates() const { return m_Coordinates; }
-  void getCoordinates(QD_SDAI::QdIfcArray<double>& out) const;
-  void setCoordinates(const QD_SDAI::QdIfcListAggrBounded<double, 1, 3>& value) { m_Coordinates = value; }
-  void setCoordinates(const QD_SDAI::QdIfcArray<double>& values);
+  QdIfcListAggrBounded<double, 1, 3>& getCoordinates() { return m_Coordinates; }
+  const QdIfcListAggrBounded<double, 1, 3>& getCoordinates() const { return m_Coordinates; }
+  void getCoordinates(QdIfcArray<double>& out) const;
+  void setCoordinates(const QdIfcListAggrBounded<double, 1, 3>& value) { m_Coordinates = value; }
+  void setCoordinates(const QdIfcArray<double>& values);
 
  protected:
-  QD_SDAI::QdIfcListAggrBounded<double, 1, 3> m_Coordinates;
-
- private:
-  static const QD_SDAI::QdIfcAttrRow kRows[];
+  QdIfcListAggrBounded<double, 1, 3> m_Coordinates;
 };
 
 }  // namespace IFC4

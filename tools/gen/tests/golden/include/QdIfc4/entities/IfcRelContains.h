@@ -2,31 +2,23 @@
 #pragma once
 
 #include <QdIfc4/entities/IfcRoot.h>
-#include <QdIfcCore/Consts.h>
-#include <QdIfcCore/QdIfcAggrTemplates.h>
 
 namespace IFC4 {
 
 class QDIFC4_API IfcRelContains : public IfcRoot {
   QDIFC4_ENTITY(IfcRelContains)
 
-  // ---- typed access ----
-  // RelatedWalls
-  QD_SDAI::QdIfcSetAggrBounded<QD_SDAI::QdDbObjectId, 1, 65536>& getRelatedWalls() { return m_RelatedWalls; }
-  const QD_SDAI::QdIfcSetAggrBounded<QD_SDAI::QdDbObjectId, 1, 65536>& getRelatedWalls() const { return m_RelatedWalls; }
-  void getRelatedWalls(QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>& out) const;
-  void setRelatedWalls(const QD_SDAI::QdIfcSetAggrBounded<QD_SDAI::QdDbObjectId, 1, 65536>& value) { m_RelatedWalls = value; }
-  void setRelatedWalls(const QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>& values);
-  // Count
+  QdIfcSetAggrBounded<QdDbObjectId, 1, 65536>& getRelatedWalls() { return m_RelatedWalls; }
+  const QdIfcSetAggrBounded<QdDbObjectId, 1, 65536>& getRelatedWalls() const { return m_RelatedWalls; }
+  void getRelatedWalls(QdIfcArray<QdDbObjectId>& out) const;
+  void setRelatedWalls(const QdIfcSetAggrBounded<QdDbObjectId, 1, 65536>& value) { m_RelatedWalls = value; }
+  void setRelatedWalls(const QdIfcArray<QdDbObjectId>& values);
   const int& getCount() const { return m_Count; }
   void setCount(const int& value) { m_Count = value; }
 
  protected:
-  QD_SDAI::QdIfcSetAggrBounded<QD_SDAI::QdDbObjectId, 1, 65536> m_RelatedWalls;
-  int m_Count = QD_SDAI::Consts::QdIntUnset;
-
- private:
-  static const QD_SDAI::QdIfcAttrRow kRows[];
+  QdIfcSetAggrBounded<QdDbObjectId, 1, 65536> m_RelatedWalls;
+  int m_Count = Consts::QdIntUnset;
 };
 
 }  // namespace IFC4

@@ -2,28 +2,20 @@
 #pragma once
 
 #include <QdIfc4/EntityClass.h>
-#include <QdIfcCore/Consts.h>
-#include <QdIfcCore/QdIfcGUID.h>
 
 namespace IFC4 {
 
 class QDIFC4_API IfcRoot : public QD_SDAI::QdIfcEntityBase {
   QDIFC4_ENTITY(IfcRoot)
 
-  // ---- typed access ----
-  // GlobalId
-  const QD_SDAI::QdIfcGUID& getGlobalId() const { return m_GlobalId; }
-  void setGlobalId(const QD_SDAI::QdIfcGUID& value) { m_GlobalId = value; }
-  // Name
-  const QD_SDAI::QdAnsiString& getName() const { return m_Name; }
-  void setName(const QD_SDAI::QdAnsiString& value) { m_Name = value; }
+  const QdIfcGUID& getGlobalId() const { return m_GlobalId; }
+  void setGlobalId(const QdIfcGUID& value) { m_GlobalId = value; }
+  const QdAnsiString& getName() const { return m_Name; }
+  void setName(const QdAnsiString& value) { m_Name = value; }
 
  protected:
-  QD_SDAI::QdIfcGUID m_GlobalId;
-  QD_SDAI::QdAnsiString m_Name = QD_SDAI::Consts::QdStringUnset;
-
- private:
-  static const QD_SDAI::QdIfcAttrRow kRows[];
+  QdIfcGUID m_GlobalId;
+  QdAnsiString m_Name = Consts::QdStringUnset;
 };
 
 }  // namespace IFC4

@@ -3,7 +3,6 @@
 
 #include <QdIfc4/entities/IfcRoot.h>
 #include <QdIfc4/Enumerations.h>
-#include <QdIfcCore/QdIfcAggrTemplates.h>
 #include <QdIfc4/selects/IfcValueOrPoint.h>
 
 namespace IFC4 {
@@ -13,28 +12,20 @@ class IfcCartesianPoint;
 class QDIFC4_API IfcWall : public IfcRoot {
   QDIFC4_ENTITY(IfcWall)
 
-  // ---- typed access ----
-  // Position
-  QD_SDAI::QdDbObjectId getPosition() const { return m_Position; }
-  // The object, opened for reading and left open; null when there is none.
+  QdDbObjectId getPosition() const { return m_Position; }
   IfcCartesianPoint* Position() const;
-  void setPosition(const QD_SDAI::QdDbObjectId& value) { m_Position = value; }
-  // PredefinedType
+  void setPosition(const QdDbObjectId& value) { m_Position = value; }
   const IfcWallTypeEnum& getPredefinedType() const { return m_PredefinedType; }
   void setPredefinedType(const IfcWallTypeEnum& value) { m_PredefinedType = value; }
-  // Tag
   const IfcValueOrPoint& getTag() const { return m_Tag; }
   void setTag(const IfcValueOrPoint& value) { m_Tag = value; }
-  void getInvContainedIn(QD_SDAI::QdIfcArray<QD_SDAI::QdDbObjectId>& out) const;
+  void getInvContainedIn(QdIfcArray<QdDbObjectId>& out) const;
 
  protected:
-  QD_SDAI::QdDbObjectId m_Position;
+  QdDbObjectId m_Position;
   IfcWallTypeEnum m_PredefinedType;
   IfcValueOrPoint m_Tag;
-  QD_SDAI::QdIfcSetAggr<QD_SDAI::QdDbObjectId> m_ContainedIn;  // inverse of IfcRelContains.RelatedWalls
-
- private:
-  static const QD_SDAI::QdIfcAttrRow kRows[];
+  QdIfcSetAggr<QdDbObjectId> m_ContainedIn;  // inverse of IfcRelContains.RelatedWalls
 };
 
 }  // namespace IFC4

@@ -2,9 +2,7 @@
 
 #pragma once
 
-#include <QdIfc4/Export.h>
-#include <QdIfcCore/QdIfcSelect.h>
-#include <QdIfcCore/QdIfcVariant.h>
+#include <QdIfc4/SelectClass.h>
 
 namespace IFC4 {
 
@@ -19,26 +17,10 @@ class QDIFC4_API IfcValueOrPoint : public QD_SDAI::QdIfcSelect {
     eUnset = 3,    // no member
     ePending = 4,  // a handle read from a file, its member not worked out yet
   };
-  static constexpr int kMemberCount = 3;
-
-  static QD_SDAI::QdIfcNameType* sType;
+  QDIFC4_SELECT(IfcValueOrPoint, 3)
   static const QD_SDAI::QdAnsiString sHandleIfcCartesianPoint;
   static const QD_SDAI::QdAnsiString sIfcLabel;
   static const QD_SDAI::QdAnsiString sIfcLengthMeasure;
-
-  IfcValueOrPoint() noexcept = default;
-  IfcValueOrPoint(const IfcValueOrPoint& other) = default;
-  IfcValueOrPoint& operator=(const IfcValueOrPoint& other) = default;
-  ~IfcValueOrPoint() override;
-
-  long _d() const override { return m_d; }
-  // Stores the discriminator as it is, without any test.
-  void _d(eIfcValueOrPoint value) { m_d = value; }
-  bool underlyingTypeName(const QD_SDAI::QdAnsiString& name) override;
-  const QD_SDAI::QdAnsiString& underlyingTypeName() const override;
-  const QD_SDAI::QdIfcNameType* type() const override { return sType; }
-  // The member of that name, in any case; eUnset if there is none.
-  virtual eIfcValueOrPoint underlyingTypeByName(const QD_SDAI::QdAnsiString& name);
 
   bool isIfcCartesianPoint() const { return m_d == eIfcCartesianPoint; }
   void setIfcCartesianPoint(IfcCartesianPoint* entity);
@@ -49,15 +31,8 @@ class QDIFC4_API IfcValueOrPoint : public QD_SDAI::QdIfcSelect {
 
  protected:
   bool setHandleD(const QD_SDAI::QdDbObjectId& id) override;
-  void setHandleOnLoad(const QD_SDAI::QdDbObjectId& id) override;
-  void refreshSelectHandle() override;
-  void unset() override { m_d = eUnset; }
   // Chooses a member that is not an entity: 0, or 18 for any other value.
   QD::ErrorStatus setUnderlyingType(eIfcValueOrPoint member);
-
- private:
-  static const QD_SDAI::QdIfcSelectMember kMembers[kMemberCount];
-  eIfcValueOrPoint m_d = eUnset;
 };
 
 static_assert(sizeof(IfcValueOrPoint) == 32, "a select object is 32 bytes");
