@@ -278,6 +278,15 @@ class ReaderTest(unittest.TestCase):
         self.assertEqual(str(expr), "ONEOF(B, C) ANDOR (D AND (E ANDOR F))")
         self.assertEqual(expr.names(), ["B", "C", "D", "E", "F"])
 
+    def test_bounds_and_rules_keep_their_brackets(self):
+        text = ("SCHEMA S; ENTITY A; Xs : LIST [1:?] OF LIST [1:3] OF INTEGER; DERIVE\n"
+                "  Ys : ARRAY [1:HIINDEX(Xs[1])] OF INTEGER := [Xs[1][1] : 2];\n"
+                " WHERE\n  WR1 : SIZEOF(QUERY(X <* Xs | (HIINDEX(X) = 3))) = 1;\nEND_ENTITY; END_SCHEMA;")
+        a = express.parse(text).entity("A")
+        self.assertEqual((a.derived[0].type.lower, a.derived[0].type.upper), ("1", "HIINDEX(Xs[1])"))
+        self.assertEqual(a.derived[0].expression, "[Xs[1][1] : 2]")
+        self.assertEqual(a.where[0].text, "SIZEOF(QUERY(X <* Xs | (HIINDEX(X) = 3))) = 1")
+
     def test_header_without_its_semicolon_is_read_and_noted(self):
         text = "SCHEMA S;\nENTITY A\n  X : INTEGER;\nEND_ENTITY;\nEND_SCHEMA;\n"
         schema = express.parse(text, "s.exp")
