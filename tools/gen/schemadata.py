@@ -82,6 +82,14 @@ def read_lines(path: str) -> List[Line]:
 # ---- the schema's facts ----
 
 @dataclass
+class Rule:
+    """A rule of the schema kept as text: a WHERE rule (label, expression) or a UNIQUE
+    rule (label, the attributes separated by blanks). Label "-": the schema gives none."""
+    label: str
+    text: str
+
+
+@dataclass
 class BuiltIn:
     key: str
     fixed: bool
@@ -93,6 +101,10 @@ class DefinedType:
     name: str
     underlying: str
     guid: bool = False              # its values are GUIDs: members hold them in the GUID class
+    width: Optional[int] = None     # a string or binary of a width: its width
+    fixed: bool = False             # ... and whether every value has that width
+    primitive: str = ""             # the schema's primitive where the underlying name stands in for it
+    where: List[Rule] = field(default_factory=list)
 
 
 @dataclass
@@ -100,6 +112,7 @@ class Enumeration:
     name: str                       # mixed case, the class-side spelling
     enumerators: List[str]          # the class side, in number order
     dictionary: Optional[List[str]] # the dictionary's literals; None: not in the dictionary
+    where: List[Rule] = field(default_factory=list)
 
     @property
     def key(self) -> str:
@@ -122,6 +135,7 @@ class Select:
     subs: List[Line] = field(default_factory=list)
     member_bounds: List[MemberBounds] = field(default_factory=list)
     line: Optional[Line] = None     # the record, for errors; None for a select made in code
+    where: List[Rule] = field(default_factory=list)
 
     def error(self, message: str) -> DataError:
         if self.line is None:
@@ -137,6 +151,9 @@ class Aggregate:
     upper: Optional[int]
     element: str                    # the text after the first " of "
     named: bool
+    unique_elements: List[int] = field(default_factory=list)    # levels (1: outermost) of UNIQUE elements
+    optional_elements: List[int] = field(default_factory=list)  # levels of an ARRAY OF OPTIONAL
+    where: List[Rule] = field(default_factory=list)
 
 
 @dataclass
@@ -162,6 +179,15 @@ class Entity:
     writable_last: bool = False     # putAttr tests the writable inverses after the explicit attributes
     reads_unset: bool = False       # parameters after the record's first take "$" when read
     hierarchy: Dict[str, str] = field(default_factory=dict)  # own inverse -> attribute one step down
+    abstract: bool = False
+    supertype_of: str = ""          # the SUPERTYPE OF expression: "ONEOF(IfcA, IfcB)"
+    derivations: Dict[str, str] = field(default_factory=dict)  # derived attribute: its expression
+    rederived: Dict[str, str] = field(default_factory=dict)    # redeclaring derived attribute: the
+                                                               # supertype's attribute it derives
+    unique_elements: Dict[str, List[int]] = field(default_factory=dict)    # attribute: levels
+    optional_elements: Dict[str, List[int]] = field(default_factory=dict)  # attribute: levels
+    unique: List[Rule] = field(default_factory=list)
+    where: List[Rule] = field(default_factory=list)
 
     @property
     def key(self) -> str:
@@ -211,6 +237,30 @@ def _strip_mark(text: str, mark: str) -> tuple:
     return text, False
 
 
+def _read_rule(sub: Line) -> Rule:
+    label, _, text = sub.rest.partition(" ")
+    if not text:
+        raise sub.error(f"expected: {sub.keyword} <Label|-> <text>")
+    if label != "-":
+        _name(sub, label, "rule")
+    return Rule(label, text)
+
+
+def _read_level(sub: Line, fields: List[str]) -> int:
+    if not fields[-1].isdigit() or int(fields[-1]) < 1:
+        raise sub.error(f"'{sub.keyword}' takes a level of 1 or more, found '{fields[-1]}'")
+    return int(fields[-1])
+
+
+def _aggregate_depth(type_text: str) -> int:
+    depth = 0
+    while True:
+        parsed = parse_aggregate_text(type_text)
+        if not parsed:
+            return depth
+        depth, type_text = depth + 1, parsed[3]
+
+
 def read_builtins(path: str) -> List[BuiltIn]:
     out = []
     for line in read_lines(path):
@@ -231,9 +281,21 @@ def read_defined(path: str) -> List[DefinedType]:
         name, underlying = line.fields(2)
         defined = DefinedType(_name(line, name, "type"), underlying)
         for sub in line.subs:
-            if sub.keyword != "guid" or sub.rest or defined.underlying != "string":
-                raise sub.error(f"unknown sub-record '{sub.keyword}' of a defined type, or guid on a type that is not a string")
-            defined.guid = True
+            if sub.keyword == "guid":
+                if sub.rest or defined.underlying != "string":
+                    raise sub.error("'guid' takes no field and stands only under a string type")
+                defined.guid = True
+            elif sub.keyword == "where":
+                defined.where.append(_read_rule(sub))
+            elif sub.keyword == "width":
+                width, fixed = sub.fields(2)
+                if not width.isdigit() or fixed not in ("fixed", "unfixed"):
+                    raise sub.error("expected: width <number> fixed|unfixed")
+                defined.width, defined.fixed = int(width), fixed == "fixed"
+            elif sub.keyword == "primitive":
+                (defined.primitive,) = sub.fields(1)
+            else:
+                raise sub.error(f"unknown sub-record '{sub.keyword}' of a defined type")
         out.append(defined)
     return out
 
@@ -247,12 +309,16 @@ def read_enumerations(path: str) -> List[Enumeration]:
         name = _name(line, parts[0], "enumeration")
         enumerators = parts[1:]
         dictionary: Optional[List[str]] = list(enumerators)
+        where: List[Rule] = []
         for sub in line.subs:
+            if sub.keyword == "where":
+                where.append(_read_rule(sub))
+                continue
             if sub.keyword != "dictionary":
                 raise sub.error(f"unknown sub-record '{sub.keyword}' of an enumeration")
             literals = sub.fields(at_least=1)
             dictionary = None if literals == ["none"] else literals
-        out.append(Enumeration(name, enumerators, dictionary))
+        out.append(Enumeration(name, enumerators, dictionary, where))
     return out
 
 
@@ -264,6 +330,9 @@ def read_selects(path: str) -> List[Select]:
         parts = line.fields(at_least=2)
         select = Select(_name(line, parts[0], "select"), parts[1:], line.subs, line=line)
         for sub in line.subs:
+            if sub.keyword == "where":
+                select.where.append(_read_rule(sub))
+                continue
             if sub.keyword != "memberbounds":
                 raise sub.error(f"unknown sub-record '{sub.keyword}' of a select")
             select.member_bounds.append(_read_member_bounds(sub, select))
@@ -298,7 +367,19 @@ def read_aggregates(path: str) -> List[Aggregate]:
         if not parsed:
             raise line.error(f"'{text}' is not an aggregate: <list|set|array> [<lower>:<upper>] of <element>")
         kind, lower, upper, element = parsed
-        out.append(Aggregate(key, kind, lower, upper, element, named))
+        aggregate = Aggregate(key, kind, lower, upper, element, named)
+        for sub in line.subs:
+            if sub.keyword == "where":
+                aggregate.where.append(_read_rule(sub))
+            elif sub.keyword in ("uniqueelements", "optionalelements"):
+                level = _read_level(sub, sub.fields(1))
+                if level > _aggregate_depth(text):
+                    raise sub.error(f"{key} has no aggregate at level {level}")
+                (aggregate.unique_elements if sub.keyword == "uniqueelements"
+                 else aggregate.optional_elements).append(level)
+            else:
+                raise sub.error(f"unknown sub-record '{sub.keyword}' of an aggregate")
+        out.append(aggregate)
     return out
 
 
@@ -328,8 +409,45 @@ def _read_attribute(sub: Line) -> Attribute:
     raise sub.error(f"unknown sub-record '{sub.keyword}' of an entity")
 
 
-# Sub-records of an entity that are facts about the entity, not attributes.
-ENTITY_FACTS = ("writable", "required", "hierarchy", "writablelast", "readsunset")
+# Entity sub-records other than the attributes themselves.
+_ENTITY_FACTS = ("writable", "required", "hierarchy", "writablelast", "readsunset", "abstract", "supertypeof",
+                 "derivation", "rederived", "uniqueelements", "optionalelements", "unique", "where")
+
+
+def _read_entity_fact(sub: Line, entity: Entity) -> None:
+    """abstract, supertypeof, derivation, rederived, uniqueelements, optionalelements, unique, where."""
+    own = {a.name: a for a in entity.attributes}
+    if sub.keyword == "abstract":
+        sub.fields(0)
+        entity.abstract = True
+    elif sub.keyword == "supertypeof":
+        if not sub.rest:
+            raise sub.error("expected: supertypeof <expression>")
+        entity.supertype_of = sub.rest
+    elif sub.keyword in ("derivation", "rederived"):
+        name, _, text = sub.rest.partition(" ")
+        if name not in own or own[name].kind != "derived" or not text:
+            raise sub.error(f"'{sub.keyword} {name}' names no own derived attribute of {entity.name}, "
+                            "or lacks its text")
+        if sub.keyword == "rederived":
+            if not own[name].redeclares:
+                raise sub.error(f"{name} of {entity.name} redeclares nothing")
+            entity.rederived[name] = _name(sub, text, "attribute")
+        else:
+            entity.derivations[name] = text
+    elif sub.keyword in ("uniqueelements", "optionalelements"):
+        parts = sub.fields(2)
+        attribute = own.get(parts[0])
+        level = _read_level(sub, parts)
+        if attribute is None or attribute.kind == "inverse" or level > _aggregate_depth(attribute.type):
+            raise sub.error(f"'{sub.keyword} {parts[0]} {level}' names no own attribute of {entity.name} "
+                            f"with an aggregate at level {level}")
+        target = entity.unique_elements if sub.keyword == "uniqueelements" else entity.optional_elements
+        target.setdefault(parts[0], []).append(level)
+    elif sub.keyword == "unique":
+        entity.unique.append(_read_rule(sub))
+    else:
+        entity.where.append(_read_rule(sub))
 
 
 def read_entities(path: str) -> List[Entity]:
@@ -350,7 +468,7 @@ def read_entities(path: str) -> List[Entity]:
             raise line.error(f"entity {name} is defined twice")
         if supertype is not None and supertype.upper() not in seen:
             raise line.error(f"the supertype {supertype} of {name} must come before it")
-        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword not in ENTITY_FACTS]
+        attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword not in _ENTITY_FACTS]
         entity = Entity(name, supertype, attributes)
         inverses = {a.name for a in attributes if a.kind == "inverse"}
         for sub in line.subs:
@@ -378,6 +496,8 @@ def read_entities(path: str) -> List[Entity]:
                     entity.writable_last = True
                 else:
                     entity.reads_unset = True
+            elif sub.keyword in _ENTITY_FACTS:
+                _read_entity_fact(sub, entity)
         if entity.writable_last and not entity.writable:
             raise line.error(f"'writablelast' of {name}, which has no writable inverse")
         order = {"explicit": 0, "derived": 1, "inverse": 2}

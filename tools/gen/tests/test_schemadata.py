@@ -152,7 +152,7 @@ class ErrorTest(unittest.TestCase):
         self.assertDataError({"entities.txt": "entity IfcA\n  inverse X y [0:?] Z\n  writablelast\n"},
                              "no writable inverse", line=1)
         self.assertDataError({"entities.txt": "entity IfcA\n  readsunset yes\n"}, "takes no field", line=2)
-        self.assertDataError({"defined.txt": "defined IfcA real\n  guid\n"}, "not a string", line=2)
+        self.assertDataError({"defined.txt": "defined IfcA real\n  guid\n"}, "only under a string type", line=2)
         self.assertDataError({"defined.txt": "defined IfcA\treal\n"}, "tabs")
         self.assertDataError({"defined.txt": "defined IfcA  real\n"}, "single blanks")
         self.assertDataError({"aggregates.txt": "aggregate list of IfcA\n"}, "is not an aggregate")
