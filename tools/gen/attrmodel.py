@@ -242,10 +242,10 @@ class _Resolver:
             return self.value(self.defined[key].underlying, where)
         raise DataError("entities.txt", 0, f"{where}: the type '{text}' names nothing in the schema")
 
-    def aggregate(self, text: str, lower, upper, element_text: str, where: str) -> Value:
-        shape = next((s for s in Shape if s.value == text), None)
+    def aggregate(self, kind: schemadata.AggregateKind, lower, upper, element_text: str, where: str) -> Value:
+        shape = Shape.__members__.get(kind.name)
         if shape is None:
-            raise DataError("entities.txt", 0, f"{where}: a {text} has no member form")
+            raise DataError("entities.txt", 0, f"{where}: a {kind.value} has no member form")
         if lower is None:
             raise DataError("entities.txt", 0, f"{where}: an aggregate needs a lower bound")
         element = self.value(element_text, where)
@@ -270,18 +270,18 @@ def resolve(schema: schemadata.Schema) -> Model:
         c = EntityClass(e.name, e.supertype, chain, writable_last=e.writable_last, reads_unset=e.reads_unset)
         for a in e.attributes:
             where = f"{e.name}.{a.name}"
-            if a.kind == "explicit":
+            if a.kind is schemadata.AttributeKind.EXPLICIT:
                 c.explicit.append(Attr(e.name, a.name, Role.EXPLICIT, r.value(a.type, where), optional=a.optional,
                                        required=a.required))
                 c.own.append(c.explicit[-1])
-            elif a.kind == "inverse":
+            elif a.kind is schemadata.AttributeKind.INVERSE:
                 c.inverses.append(Attr(e.name, a.name, Role.INVERSE, Value(Kind.ENTITY, r.entities[a.target].name)
                                        if a.target else Value(Kind.ENTITY), single=not a.target, inverts=a.inverts,
                                        lower=a.lower, upper=a.upper, hierarchy=e.hierarchy.get(a.name, "")))
                 c.own.append(c.inverses[-1])
         by_name[e.name] = c
         for a in e.attributes:
-            if a.kind == "derived" and a.redeclares:
+            if a.kind is schemadata.AttributeKind.DERIVED and a.redeclares:
                 c.redeclared.append(_redeclared(by_name, c, a))
         c.redeclared.sort(key=lambda x: _explicit_position(by_name, x))
         c.writable = [next(i for i in c.inverses if i.name == w) for w in e.writable]

@@ -21,7 +21,7 @@ import os
 import sys
 from collections import Counter
 from dataclasses import dataclass, field
-from typing import Dict, List, Optional
+from typing import Dict, List, Optional, Tuple
 
 import express
 import schemadata
@@ -159,6 +159,8 @@ class Writer:
                     if not u.width.isdigit():
                         raise WriteError(f"{d.name}: the width {u.width} is not a number")
                     record.subs.append(f"width {u.width} {'fixed' if u.fixed else 'unfixed'}")
+                    if u.primitive is Primitive.STRING and u.fixed and u.width == GUID_WIDTH:
+                        record.subs.append("guid")
             elif d.kind is TypeKind.DEFINED:
                 record = Record(f"defined {d.name} {self.declared(u.name, d.name).lower()}")
             else:
@@ -301,10 +303,10 @@ class Writer:
 
 def schema_records(schema: Schema, like: Optional[str] = None) -> Dict[str, List[Record]]:
     """The records of each data file, by file name. like: a data folder of another
-    edition whose writable inverses carry over (see carry_writable)."""
+    edition whose class facts carry over (see carry_class_facts)."""
     files = Writer(schema).files()
     if like:
-        carry_writable(files["entities.txt"], os.path.join(like, "entities.txt"))
+        carry_class_facts(files["entities.txt"], os.path.join(like, "entities.txt"))
     return files
 
 
@@ -313,20 +315,41 @@ def _split(text: str) -> tuple:
     return keyword, rest
 
 
-def carry_writable(entities: List[Record], path: str) -> None:
-    """Gives an entity the writable sub-records the entity of the same name has in the
-    entities file at path, in that order, for the inverses it has of the same name.
-    Which inverses putAttr writes is a choice of the entity classes that EXPRESS does
-    not state; an edition takes over the choice made for another."""
-    writable: Dict[str, List[str]] = {}
+# A string type of this fixed width holds GUIDs (the compressed 128 bits), which the
+# entity classes keep in the core's GUID class.
+GUID_WIDTH = "22"
+
+
+# The facts of the entity classes that EXPRESS does not state, carried over by name
+# from another edition: which inverses putAttr writes and in what order, which are
+# walked as hierarchies, which records read "$" beyond their first parameter.
+CARRIED = ("writable", "writablelast", "hierarchy", "readsunset")
+
+
+def carry_class_facts(entities: List[Record], path: str) -> None:
+    """Gives an entity the CARRIED sub-records that the entity of the same name has in
+    the entities file at path, in that order, where they name inverses it has of the
+    same name (writablelast only with a writable inverse); and a hierarchy to every
+    inverse named as a hierarchy there, whichever entity declares it. An edition takes
+    over the choices made for another."""
+    facts: Dict[str, List[Tuple[str, str]]] = {}
+    hierarchies: Dict[str, str] = {}
     for line in schemadata.read_lines(path):
-        names = [s.rest for s in line.subs if s.keyword == "writable"]
-        if names:
-            writable[line.rest.split(" ")[0].lower()] = names
+        carried = [(s.keyword, s.rest) for s in line.subs if s.keyword in CARRIED and s.keyword != "hierarchy"]
+        if carried:
+            facts[line.rest.split(" ")[0].lower()] = carried
+        hierarchies.update(s.rest.split(" ", 1) for s in line.subs if s.keyword == "hierarchy")
     for record in entities:
-        names = writable.get(record.line.split(" ")[1].lower(), [])
-        inverses = {_split(s)[1].split(" ")[0] for s in record.subs if _split(s)[0] == "inverse"}
-        record.subs += [f"writable {n}" for n in names if n in inverses]
+        inverses = [_split(s)[1].split(" ")[0] for s in record.subs if _split(s)[0] == "inverse"]
+        added: List[str] = []
+        for keyword, rest in facts.get(record.line.split(" ")[1].lower(), []):
+            if keyword == "writable" and rest not in inverses:
+                continue
+            if keyword == "writablelast" and not any(a.startswith("writable ") for a in added):
+                continue
+            added.append(f"{keyword} {rest}".rstrip())
+        added += [f"hierarchy {i} {hierarchies[i]}" for i in inverses if i in hierarchies]
+        record.subs += added
 
 
 # The sub-records of the IFC4 data that EXPRESS states and the cross-check compares.
@@ -395,7 +418,7 @@ def main(argv: Optional[List[str]] = None) -> int:
     ap = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     ap.add_argument("schema", help="an EXPRESS long form, SCHEMA.exp")
     ap.add_argument("--out", required=True, help="the folder of the data files")
-    ap.add_argument("--like", help="the data folder of another edition to take the writable inverses from")
+    ap.add_argument("--like", help="the data folder of another edition to take the class facts (CARRIED) from")
     args = ap.parse_args(argv)
     try:
         schema = express.parse_file(args.schema)

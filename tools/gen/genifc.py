@@ -43,7 +43,7 @@ def bound(value) -> str:
     return "kUnsetBound" if value is None else str(value)
 
 
-AGGREGATE_KIND = {"list": "kList", "set": "kSet", "array": "kArray", "bag": "kBag"}
+AGGREGATE_KIND = {k: "k" + k.value.capitalize() for k in schemadata.AggregateKind}
 
 
 def schema_optional(a: schemadata.Attribute, entity_keys) -> bool:
@@ -98,10 +98,10 @@ def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
     out.append("constexpr QdIfcAttributeFact kAttributes[] = {")
     for e in schema.entities:
         for a in e.attributes:
-            if a.kind == "explicit":
+            if a.kind is schemadata.AttributeKind.EXPLICIT:
                 kind = "kOptional" if schema_optional(a, entity_keys) else "kExplicit"
                 out.append(f"    {{{kind}, {c_string(a.name)}, {c_string(a.type)}}},")
-            elif a.kind == "derived":
+            elif a.kind is schemadata.AttributeKind.DERIVED:
                 other = f", {c_string(a.redeclares)}" if a.redeclares else ""
                 out.append(f"    {{kDerived, {c_string(a.name)}, {c_string(a.type)}{other}}},")
             else:

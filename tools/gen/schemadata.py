@@ -22,6 +22,7 @@ from __future__ import annotations
 import os
 import re
 from dataclasses import dataclass, field
+from enum import Enum
 from typing import Dict, List, Optional, Union
 
 
@@ -143,10 +144,23 @@ class Select:
         return self.line.error(message)
 
 
+class AggregateKind(Enum):
+    LIST = "list"
+    SET = "set"
+    ARRAY = "array"
+    BAG = "bag"
+
+
+class AttributeKind(Enum):
+    EXPLICIT = "explicit"
+    DERIVED = "derived"
+    INVERSE = "inverse"
+
+
 @dataclass
 class Aggregate:
     key: str                        # the dictionary key: the name of a named aggregate, else the whole text
-    kind: str                       # list, set, array
+    kind: AggregateKind
     lower: Optional[int]            # None: unset
     upper: Optional[int]
     element: str                    # the text after the first " of "
@@ -158,7 +172,7 @@ class Aggregate:
 
 @dataclass
 class Attribute:
-    kind: str                       # explicit, derived, inverse
+    kind: AttributeKind
     name: str
     type: str = ""                  # explicit and derived: the type string
     optional: bool = False          # explicit: OPTIONAL in the file's parameter list
@@ -222,7 +236,7 @@ def parse_aggregate_text(text: str) -> Optional[tuple]:
     if not m:
         return None
     kind, lower, upper, element = m.groups()
-    return kind, parse_bound(lower), parse_bound(upper), element
+    return AggregateKind(kind), parse_bound(lower), parse_bound(upper), element
 
 
 def _name(line: Line, text: str, what: str) -> str:
@@ -389,7 +403,7 @@ def _read_attribute(sub: Line) -> Attribute:
         type_text, optional = _strip_mark(type_text, "opt")
         if not type_text:
             raise sub.error("expected: attr <Name> <type> [opt]")
-        return Attribute("explicit", _name(sub, name, "attribute"), type=type_text, optional=optional)
+        return Attribute(AttributeKind.EXPLICIT, _name(sub, name, "attribute"), type=type_text, optional=optional)
     if sub.keyword == "derived":
         name, _, type_text = sub.rest.partition(" ")
         redeclares = ""
@@ -398,13 +412,13 @@ def _read_attribute(sub: Line) -> Attribute:
             _name(sub, redeclares, "entity")
         if not type_text:
             raise sub.error("expected: derived <Name> <type> [redeclares <Entity>]")
-        return Attribute("derived", _name(sub, name, "attribute"), type=type_text, redeclares=redeclares)
+        return Attribute(AttributeKind.DERIVED, _name(sub, name, "attribute"), type=type_text, redeclares=redeclares)
     if sub.keyword == "inverse":
         name, target, bounds, inverts = sub.fields(4)
         m = _INVERSE_BOUNDS.match(bounds)
         if not m:
             raise sub.error(f"'{bounds}' is not a bound pair such as [0:?]")
-        return Attribute("inverse", _name(sub, name, "attribute"), target="" if target == "-" else target,
+        return Attribute(AttributeKind.INVERSE, _name(sub, name, "attribute"), target="" if target == "-" else target,
                          lower=parse_bound(m.group(1)), upper=parse_bound(m.group(2)), inverts=inverts)
     raise sub.error(f"unknown sub-record '{sub.keyword}' of an entity")
 
@@ -426,7 +440,7 @@ def _read_entity_fact(sub: Line, entity: Entity) -> None:
         entity.supertype_of = sub.rest
     elif sub.keyword in ("derivation", "rederived"):
         name, _, text = sub.rest.partition(" ")
-        if name not in own or own[name].kind != "derived" or not text:
+        if name not in own or own[name].kind is not AttributeKind.DERIVED or not text:
             raise sub.error(f"'{sub.keyword} {name}' names no own derived attribute of {entity.name}, "
                             "or lacks its text")
         if sub.keyword == "rederived":
@@ -439,7 +453,7 @@ def _read_entity_fact(sub: Line, entity: Entity) -> None:
         parts = sub.fields(2)
         attribute = own.get(parts[0])
         level = _read_level(sub, parts)
-        if attribute is None or attribute.kind == "inverse" or level > _aggregate_depth(attribute.type):
+        if attribute is None or attribute.kind is AttributeKind.INVERSE or level > _aggregate_depth(attribute.type):
             raise sub.error(f"'{sub.keyword} {parts[0]} {level}' names no own attribute of {entity.name} "
                             f"with an aggregate at level {level}")
         target = entity.unique_elements if sub.keyword == "uniqueelements" else entity.optional_elements
@@ -470,7 +484,7 @@ def read_entities(path: str) -> List[Entity]:
             raise line.error(f"the supertype {supertype} of {name} must come before it")
         attributes = [_read_attribute(sub) for sub in line.subs if sub.keyword not in _ENTITY_FACTS]
         entity = Entity(name, supertype, attributes)
-        inverses = {a.name for a in attributes if a.kind == "inverse"}
+        inverses = {a.name for a in attributes if a.kind is AttributeKind.INVERSE}
         for sub in line.subs:
             if sub.keyword == "writable":
                 (inverse,) = sub.fields(1)
@@ -479,7 +493,7 @@ def read_entities(path: str) -> List[Entity]:
                 entity.writable.append(inverse)
             elif sub.keyword == "required":
                 (attribute,) = sub.fields(1)
-                own = [a for a in attributes if a.kind == "explicit" and a.name == attribute]
+                own = [a for a in attributes if a.kind is AttributeKind.EXPLICIT and a.name == attribute]
                 if not own or own[0].optional or own[0].required:
                     raise sub.error(f"'required {attribute}' names no own explicit attribute of {name} "
                                     "without opt, or names it twice")
@@ -500,7 +514,7 @@ def read_entities(path: str) -> List[Entity]:
                 _read_entity_fact(sub, entity)
         if entity.writable_last and not entity.writable:
             raise line.error(f"'writablelast' of {name}, which has no writable inverse")
-        order = {"explicit": 0, "derived": 1, "inverse": 2}
+        order = {AttributeKind.EXPLICIT: 0, AttributeKind.DERIVED: 1, AttributeKind.INVERSE: 2}
         kinds = [order[a.kind] for a in entity.attributes]
         if kinds != sorted(kinds):
             raise line.error(f"attributes of {name} must be explicit, then derived, then inverse")
@@ -572,8 +586,9 @@ AGGREGATE_LETTER = ("A", 16)
 
 # The aggregate classes a select member can hold, and what they hold for each kind of
 # element. An unbounded upper bound is written as the classes' own limit.
-AGGREGATE_CLASSES = {"list": "QD_SDAI::QdIfcListAggrBounded", "array": "QD_SDAI::QdIfcArrayAggrBounded",
-                     "set": "QD_SDAI::QdIfcSetAggrBounded"}
+AGGREGATE_CLASSES = {AggregateKind.LIST: "QD_SDAI::QdIfcListAggrBounded",
+                     AggregateKind.ARRAY: "QD_SDAI::QdIfcArrayAggrBounded",
+                     AggregateKind.SET: "QD_SDAI::QdIfcSetAggrBounded"}
 ELEMENT_TYPES = {"int": "int", "double": "double", "handle": "QD_SDAI::QdDbObjectId"}
 UNBOUNDED = 65536
 
@@ -697,7 +712,7 @@ def _primitive_of(index: Dict[str, tuple], select: Select, defined: DefinedType)
 def _member_aggregate(index: Dict[str, tuple], select: Select, aggregate: Aggregate) -> MemberAggregate:
     cls = AGGREGATE_CLASSES.get(aggregate.kind)
     if cls is None:
-        raise select.error(f"member {aggregate.key} of {select.name}: a {aggregate.kind} has no select class form")
+        raise select.error(f"member {aggregate.key} of {select.name}: a {aggregate.kind.value} has no select class form")
     element = aggregate.element.lower()
     if element in PRIMITIVE_LETTERS:
         primitive = element

@@ -43,12 +43,12 @@ CHUNKS = 4
 class AggregateForm:
     """An aggregate of select elements that the schema uses: its class, by kind and bounds."""
     select: str
-    kind: str                       # list or set
+    kind: schemadata.AggregateKind  # list or set
     bounds: Optional[tuple]         # (lower, upper) of the bounded form; upper 65536 for '?'
 
     @property
     def handle(self) -> str:
-        return "QdIfcListAggr" if self.kind == "list" else "QdIfcSetAggr"
+        return "QdIfcListAggr" if self.kind is schemadata.AggregateKind.LIST else "QdIfcSetAggr"
 
 
 class SelectClass:
@@ -88,7 +88,7 @@ def aggregate_forms(schema: schemadata.Schema) -> Dict[str, List[AggregateForm]]
     forms: Dict[str, List[AggregateForm]] = {}
     for a in schema.aggregates:
         name = by_key.get(a.element.lower())
-        if not name or a.kind not in ("list", "set"):
+        if not name or a.kind not in (schemadata.AggregateKind.LIST, schemadata.AggregateKind.SET):
             continue
         found = forms.setdefault(name, [AggregateForm(name, a.kind, None)])
         bounds = (a.lower if a.lower is not None else 0, a.upper if a.upper is not None else 65536)

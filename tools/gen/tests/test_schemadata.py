@@ -105,10 +105,10 @@ class ReaderTest(unittest.TestCase):
         self.assertEqual((name.type, name.optional), ("IFCLABEL", True))
         self.assertEqual(points.type, "list [1:?] of list [2:2] of IFCLENGTHMEASURE")
         self.assertTrue(points.optional)
-        self.assertEqual((nests.kind, nests.target, nests.lower, nests.upper, nests.inverts),
+        self.assertEqual((nests.kind.value, nests.target, nests.lower, nests.upper, nests.inverts),
                          ("inverse", "ifcrelnests", 0, 1, "RelatedObjects"))
         redeclared, plain, single = oriented.attributes
-        self.assertEqual((redeclared.kind, redeclared.type, redeclared.redeclares), ("derived", "IFCROOT", "IfcEdge"))
+        self.assertEqual((redeclared.kind.value, redeclared.type, redeclared.redeclares), ("derived", "IFCROOT", "IfcEdge"))
         self.assertEqual(plain.redeclares, "")
         self.assertEqual((single.target, single.lower, single.upper), ("", None, None))
 
@@ -121,13 +121,13 @@ class ReaderTest(unittest.TestCase):
 
     def test_aggregates_parse_their_key(self):
         named, nested, open_set = self.schema.aggregates
-        self.assertEqual((named.key, named.kind, named.lower, named.upper, named.element, named.named),
+        self.assertEqual((named.key, named.kind.value, named.lower, named.upper, named.element, named.named),
                          ("IfcArcIndex", "list", 3, 3, "IfcPositiveInteger", True))
         # The element is everything after the first " of "; a computed bound is unset.
         self.assertEqual(nested.element, "array [0:VUpper] of IfcReal")
         self.assertEqual((nested.lower, nested.upper), (0, None))
         self.assertEqual(nested.key, "array [0:UUpper] of array [0:VUpper] of IfcReal")
-        self.assertEqual((open_set.kind, open_set.lower, open_set.upper), ("set", 1, None))
+        self.assertEqual((open_set.kind.value, open_set.lower, open_set.upper), ("set", 1, None))
 
 
 class ErrorTest(unittest.TestCase):
@@ -258,10 +258,10 @@ class ProjectDataTest(unittest.TestCase):
         self.assertEqual(len(entities), 776)
         self.assertEqual(sum(1 for e in entities if e.supertype is None), 59)
         attrs = [a for e in entities for a in e.attributes]
-        kinds = [a.kind for a in attrs]
+        kinds = [a.kind.value for a in attrs]
         self.assertEqual((kinds.count("explicit"), kinds.count("derived"), kinds.count("inverse")), (1491, 62, 153))
         self.assertEqual(sum(1 for a in attrs if a.redeclares), 8)
-        self.assertEqual(sum(1 for a in attrs if a.kind == "inverse" and not a.target), 5)
+        self.assertEqual(sum(1 for a in attrs if a.kind is schemadata.AttributeKind.INVERSE and not a.target), 5)
         self.assertEqual(sum(1 for e in entities if not e.attributes), 103)
         self.assertEqual(max(entities, key=lambda e: len(e.attributes)).name, "IfcDocumentInformation")
 
@@ -274,7 +274,7 @@ class ProjectDataTest(unittest.TestCase):
         missing = set()
         for e in s.entities:
             for a in e.attributes:
-                if a.kind != "inverse" and a.type.lower() not in known:
+                if a.kind is not schemadata.AttributeKind.INVERSE and a.type.lower() not in known:
                     missing.add(a.type)
         for x in s.selects:
             missing |= {m for m in x.members if m.lower() not in known}

@@ -48,9 +48,9 @@ class SelectEmitterTest(unittest.TestCase):
                                        "IfcDefinitionSelect", "IfcTrimmingSelect", "IfcLayeredItem", "IfcActorSelect",
                                        "IfcBendingParameterSelect", "IfcClassificationSelect",
                                        "IfcSurfaceStyleElementSelect"])
-        self.assertEqual([(f.kind, f.bounds) for f in forms["IfcTrimmingSelect"]], [("set", None), ("set", (1, 2))])
-        self.assertEqual([(f.kind, f.bounds) for f in forms["IfcValue"]], [("list", None), ("list", (1, 65536))])
-        self.assertEqual([(f.kind, f.bounds) for f in forms["IfcSurfaceStyleElementSelect"]][1], ("set", (1, 5)))
+        self.assertEqual([(f.kind.value, f.bounds) for f in forms["IfcTrimmingSelect"]], [("set", None), ("set", (1, 2))])
+        self.assertEqual([(f.kind.value, f.bounds) for f in forms["IfcValue"]], [("list", None), ("list", (1, 65536))])
+        self.assertEqual([(f.kind.value, f.bounds) for f in forms["IfcSurfaceStyleElementSelect"]][1], ("set", (1, 5)))
 
     def test_releases_count_and_order(self):
         text = self.files["SelectTypes.cpp"]
