@@ -229,6 +229,7 @@ void QdIfcSchemaBuilder::EntityPhase::define(const QdIfcEntityFact* entities, st
     caps.assign(name);
     for (char& c : caps) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     begin(caps.c_str(), name, *entity.table, entity.propertyBuilder);
+    m_entity->setAbstract(entity.abstract);
     for (const QdIfcAttributeFact& a : std::span(attributes, static_cast<std::size_t>(entity.attributeCount))) {
       switch (a.kind) {
         case QdIfcAttributeFact::kExplicit:

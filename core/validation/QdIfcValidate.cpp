@@ -28,13 +28,16 @@ const char* qdIfcRuleName(QdIfcRule rule) noexcept {
     case kRuleInverseBounds: return "inverse bounds";
     case kRuleUniqueGlobalId: return "unique GlobalId";
     case kRuleGlobalIdForm: return "GlobalId form";
+    case kRuleAbstract: return "abstract type";
     default: return "rule";
   }
 }
 
 std::string qdIfcDescribe(const QdIfcFinding& f) {
-  return "#" + std::to_string(f.instance) + " " + (f.type ? f.type->schemaName() : "?") + "." + f.attribute + ": " +
-         qdIfcRuleName(f.rule) + ": expected " + f.expected + ", found " + f.found;
+  // A finding of the instance as a whole (its type abstract) names no attribute.
+  return "#" + std::to_string(f.instance) + " " + (f.type ? f.type->schemaName() : "?") +
+         (f.attribute.empty() ? "" : "." + f.attribute) + ": " + qdIfcRuleName(f.rule) + ": expected " + f.expected +
+         ", found " + f.found;
 }
 
 namespace {
@@ -226,6 +229,9 @@ class Validator {
       m_type = type;
       const TypePlan& plan = planOf(type);
       m_table = plan.table;
+      if ((m_rules & kRuleAbstract) && type->isAbstract())
+        add(kRuleAbstract, "", "an instance of a subtype of " + std::string(type->schemaName()),
+            "one of the type itself");
       for (const ExplicitCheck& c : plan.explicits) checkExplicit(*object, c);
       for (const InverseCheck& c : plan.inverses) checkInverse(*object, c);
       if (root && type->isSubtypeOf(root)) checkGlobalId(*object, plan.globalId);

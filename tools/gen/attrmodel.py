@@ -218,6 +218,9 @@ class _Resolver:
         self.enumerations = {e.key: e for e in schema.enumerations}
         self.selects = {s.name.lower(): s for s in schema.selects}
         self.aggregates = {a.key.lower(): a for a in schema.aggregates if a.named}
+        # Built-in string types of a width, named directly: "binary(32)", "string(22)fixed".
+        self.builtins = {b.key.lower(): Kind.BINARY if b.key.lower().startswith("binary") else Kind.STRING
+                         for b in schema.builtins}
 
     def value(self, text: str, where: str) -> Value:
         parsed = schemadata.parse_aggregate_text(text)
@@ -227,6 +230,8 @@ class _Resolver:
         key = text.lower()
         if key in PRIMITIVE_KINDS:
             return Value(PRIMITIVE_KINDS[key])
+        if key in self.builtins:
+            return Value(self.builtins[key])
         if key in self.defined and self.defined[key].guid:
             return Value(Kind.GUID)
         if key in self.entities:
@@ -275,8 +280,9 @@ def resolve(schema: schemadata.Schema) -> Model:
                                        required=a.required))
                 c.own.append(c.explicit[-1])
             elif a.kind is schemadata.AttributeKind.INVERSE:
+                single = not a.target or (a.lower is None and a.upper is None)
                 c.inverses.append(Attr(e.name, a.name, Role.INVERSE, Value(Kind.ENTITY, r.entities[a.target].name)
-                                       if a.target else Value(Kind.ENTITY), single=not a.target, inverts=a.inverts,
+                                       if a.target else Value(Kind.ENTITY), single=single, inverts=a.inverts,
                                        lower=a.lower, upper=a.upper, hierarchy=e.hierarchy.get(a.name, "")))
                 c.own.append(c.inverses[-1])
         by_name[e.name] = c
@@ -320,12 +326,13 @@ def _declaring(model: Model, cls: str, attr: str) -> Optional[Attr]:
 
 def _link_inverses(model: Model) -> None:
     """Works out the forward rows from the inverse attributes: each inverse names the forward
-    attribute that fills it. An inverse with no target in the data is a single one; its
-    forward attribute is the one explicit attribute of that name whose type it is a kind of."""
+    attribute that fills it, declared by its target or a supertype of the target. An inverse
+    without bounds is a single one; where the data gives it no target either, its forward
+    attribute is the one explicit attribute of that name in the schema."""
     rows: Dict[tuple, ForwardRow] = {}
     for c in model.classes:
         for inv in c.inverses:
-            if inv.single:
+            if inv.single and not inv.value.cls:
                 found = [a for k in model.classes for a in k.explicit if a.name == inv.inverts]
                 if len(found) != 1:
                     raise DataError("entities.txt", 0, f"{c.name}.{inv.name}: {len(found)} attributes are named "

@@ -256,10 +256,10 @@ class Writer:
                         f"{redeclares}")
         for i in e.inverse:
             context = f"{e.name}.{i.name}"
+            target = self.declared(i.entity, context).lower()
             if i.aggregate is None:
-                target, bounds = "-", "[?:?]"
+                bounds = "[?:?]"
             else:
-                target = self.declared(i.entity, context).lower()
                 bounds = f"[{i.lower}:{i.upper}]"
                 if not all(b == "?" or b.isdigit() for b in (i.lower, i.upper)):
                     raise WriteError(f"{context}: inverse bounds are numbers or '?', not {bounds}")
@@ -355,13 +355,28 @@ def carry_class_facts(entities: List[Record], path: str) -> None:
 # The sub-records of the IFC4 data that EXPRESS states and the cross-check compares.
 # The others are facts of the dictionary or the classes (dictionary, memberbounds,
 # writable, ...) or facts the IFC4 data does not hold yet.
-COMPARED_SUBS = ("attr", "required", "derived", "inverse")
+COMPARED_SUBS = ("attr", "required", "derived", "inverse", "abstract")
 
 
 def _record_key(keyword: str, rest: str) -> str:
     if keyword == "aggregate" and " = " not in rest:
         return rest
     return rest.split(" ")[0]
+
+
+def _single_target(sub: str, ours: List[str]) -> str:
+    """A single inverse of the IFC4 data, which the dictionary keeps without its target
+    ("inverse X - [?:?] A"), with the target the EXPRESS gives it, so that it compares."""
+    keyword, rest = _split(sub)
+    fields = rest.split(" ")
+    if keyword != "inverse" or fields[1:3] != ["-", "[?:?]"]:
+        return sub
+    for candidate in ours:
+        k, r = _split(candidate)
+        f = r.split(" ")
+        if k == "inverse" and f[0] == fields[0] and f[2:] == fields[2:]:
+            return candidate
+    return sub
 
 
 def cross_check(data_dir: str, schema: Schema) -> List[str]:
@@ -379,6 +394,8 @@ def cross_check(data_dir: str, schema: Schema) -> List[str]:
         theirs = {}
         for line in schemadata.read_lines(os.path.join(data_dir, name)):
             subs = [f"{s.keyword} {s.rest}".rstrip() for s in line.subs if s.keyword in COMPARED_SUBS]
+            ours_subs = ours.get(_record_key(line.keyword, line.rest), ("", []))[1]
+            subs = [_single_target(sub, ours_subs) for sub in subs]
             theirs[_record_key(line.keyword, line.rest)] = (f"{line.keyword} {line.rest}", subs)
         for key in theirs.keys() - ours.keys():
             differences.append(f"{name}: {theirs[key][0]}: only in the data")

@@ -2,6 +2,16 @@
 """Writes the C++ of a schema module from the data files of the schema.
 
     genifc.py --schema ifc4/data --out <build>/generated/ifc4 [--list-outputs]
+    genifc.py --schema ifc2x3/data --out <build>/generated/ifc2x3 --edition IFC2X3 QdIfc2x3 QDIFC2X3 --kit ifc4
+
+The emitters write IFC4's spelling: namespace IFC4, headers under QdIfc4/, macros
+QDIFC4_*, the dictionary's schema name "IFC4". For another edition (--edition: its
+schema name, which is also its namespace, its include folder and library name, its
+macro prefix) every output is respelt with the edition's names, and the hand-written
+layers of the IFC4 module (--kit: the folder of the IFC4 module) are written into
+kit/ of the output, respelt the same way: each module is then the same code under its
+own names, so that several can be loaded in one process and their headers included
+together.
 
 With --list-outputs it prints the paths it would write, one a line, and writes
 nothing: the build asks for them when it is configured. A file whose text has not
@@ -13,8 +23,10 @@ from __future__ import annotations
 
 import argparse
 import os
+import re
 import sys
-from typing import Dict, List
+from dataclasses import dataclass
+from typing import Dict, List, Optional
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
@@ -108,11 +120,12 @@ def emit_type_phases(schema: schemadata.Schema, model: attrmodel.Model) -> str:
                 bounds = ", ".join("kUnset" if b is None else str(b) for b in (a.lower, a.upper))
                 out.append(f"    {{kInverse, {c_string(a.name)}, {c_string(a.target)}, {c_string(a.inverts)}, {bounds}}},")
     out.append("};\n")
-    out.append("// The entity types in the dictionary's order: class table, property builder, attributes.")
+    out.append("// The entity types in the dictionary's order: class table, property builder, attributes, abstract.")
     out.append("const QdIfcEntityFact kEntities[] = {")
     for e in schema.entities:
         c = model.by_name[e.name]
-        out.append(f"    {{&{e.name}::kTable, &{properties.builder_name(c)}, {len(e.attributes)}}},")
+        abstract = ", true" if e.abstract else ""
+        out.append(f"    {{&{e.name}::kTable, &{properties.builder_name(c)}, {len(e.attributes)}{abstract}}},")
     out.append("};\n")
     out.append("}  // namespace\n")
     out.append("void QdIFC4SchemaBuilder::initEntityTypes() {")
@@ -185,6 +198,52 @@ def outputs(schema: schemadata.Schema) -> Dict[str, str]:
     return files
 
 
+@dataclass
+class Edition:
+    """The names a schema module goes by."""
+    schema: str        # the dictionary's schema name, also the namespace: IFC2X3
+    prefix: str        # include folder and library name: QdIfc2x3
+    macro: str         # prefix of the export and class macros: QDIFC2X3
+
+    def respell(self, text: str) -> str:
+        """text, written in IFC4's names, in this edition's."""
+        text = text.replace("QdIFC4SchemaBuilder", f"Qd{self.schema}SchemaBuilder")
+        text = re.sub(r"\bQdIfc4\b", self.prefix, text)
+        text = re.sub(r"\bQDIFC4_", self.macro + "_", text)
+        return re.sub(r"\bIFC4\b", self.schema, text)
+
+
+IFC4 = Edition("IFC4", "QdIfc4", "QDIFC4")
+
+# The hand-written layers of the IFC4 module that make a module of any edition.
+KIT_LAYERS = ("values", "fields", "selects", "entities", "properties", "builder", "module")
+
+
+def kit_outputs(kit: str, edition: Edition) -> Dict[str, str]:
+    """The hand-written layers under kit, respelt for edition, by their path in kit/."""
+    files: Dict[str, str] = {}
+    for layer in KIT_LAYERS:
+        for folder, _, names in sorted(os.walk(os.path.join(kit, layer))):
+            for name in sorted(names):
+                if not name.endswith((".h", ".cpp")):
+                    continue
+                with open(os.path.join(folder, name), encoding="utf-8") as f:
+                    text = f.read()
+                relative = os.path.relpath(os.path.join(folder, name), kit).replace(os.sep, "/")
+                files["kit/" + edition.respell(relative)] = edition.respell(text)
+    return files
+
+
+def edition_outputs(schema: schemadata.Schema, edition: Edition, kit: Optional[str]) -> Dict[str, str]:
+    """outputs() in the edition's names, with the kit when one is given."""
+    files = outputs(schema)
+    if edition != IFC4:
+        files = {edition.respell(name): edition.respell(text) for name, text in files.items()}
+    if kit:
+        files.update(kit_outputs(kit, edition))
+    return files
+
+
 def write_if_changed(path: str, text: str) -> None:
     if os.path.exists(path):
         with open(path, encoding="utf-8") as f:
@@ -202,10 +261,14 @@ def main(argv: List[str]) -> int:
     parser.add_argument("--schema", required=True, help="folder of the schema's data files")
     parser.add_argument("--out", required=True, help="folder to write the C++ into")
     parser.add_argument("--list-outputs", action="store_true", help="print the output paths and write nothing")
+    parser.add_argument("--edition", nargs=3, metavar=("SCHEMA", "PREFIX", "MACRO"),
+                        help="the names of another edition's module: IFC2X3 QdIfc2x3 QDIFC2X3")
+    parser.add_argument("--kit", help="the IFC4 module's folder, whose hand-written layers are respelt into kit/")
     args = parser.parse_args(argv)
+    edition = Edition(*args.edition) if args.edition else IFC4
     try:
         schema = schemadata.read_schema(args.schema)
-        files = outputs(schema)
+        files = edition_outputs(schema, edition, args.kit)
     except schemadata.DataError as e:
         print(f"error: {e}", file=sys.stderr)
         return 1

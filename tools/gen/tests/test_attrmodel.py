@@ -102,6 +102,16 @@ class ResolutionFailsLoudlyTest(unittest.TestCase):
             self.resolve_with("        entity IfcOther : IfcRoot\n          attr MaterialLayers IFCROOT\n")
         self.assertIn("ToSet", str(e.exception))
 
+    def test_a_single_inverse_with_a_target_takes_its_forward_attribute(self):
+        # Two relationships name an attribute Port; the target picks the one that fills the inverse.
+        model = self.resolve_with("        entity IfcRelA : IfcRoot\n          attr Port IFCPORT\n"
+                                  "        entity IfcRelB : IfcRoot\n          attr Port IFCPORT\n"
+                                  "        entity IfcPort : IfcRoot\n          inverse Held ifcrelb [?:?] Port\n")
+        held = model.by_name["IfcPort"].inverses[0]
+        self.assertTrue(held.single)
+        self.assertEqual((held.forward, held.value.cls), ("IfcRelB", "IfcRelB"))
+        self.assertEqual([r.attr.entity for c in model.classes for r in c.rows if r.attr.name == "Port"], ["IfcRelB"])
+
 
 if __name__ == "__main__":
     unittest.main()

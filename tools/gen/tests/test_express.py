@@ -186,7 +186,7 @@ MINI_DATA = {
           attr Coordinates list [1:3] of MINILENGTH
           attr Owner MINIPATH
           inverse StartOf miniedge [0:2] EdgeStart
-          inverse OnPath - [?:?] Points
+          inverse OnPath minipath [?:?] Points
         entity MiniPath : MiniRoot
           attr Points list [2:?] of MINIPOINT
           attr Pixels list [1:?] of binary(32) opt

@@ -284,6 +284,9 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
   const QdIfcSchema* schema() const noexcept { return m_schema; }
   const QdIfcEntityType* supertype() const noexcept { return m_supertype; }
   bool flag() const noexcept { return m_flag; }
+  // An abstract type has instances only as instances of its subtypes.
+  bool isAbstract() const noexcept { return m_abstract; }
+  void setAbstract(bool abstract) noexcept { m_abstract = abstract; }
   QdIfcEntityFactory factory() const noexcept { return m_factory; }
   QdIfcPropertyBuilder propertyBuilder() const noexcept { return m_propertyBuilder; }
   // A new, default-constructed instance of the type's class, or null without a factory.
@@ -330,6 +333,7 @@ class QDIFCCORE_API QdIfcEntityType : public QdIfcNameType {
   friend class QdIfcSchema;
   QdIfcSchema* m_schema;
   bool m_flag;
+  bool m_abstract = false;
   QdIfcEntityFactory m_factory;
   QdIfcPropertyBuilder m_propertyBuilder;
   const QdIfcEntityType* m_supertype;

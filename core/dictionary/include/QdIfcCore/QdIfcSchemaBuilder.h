@@ -43,11 +43,12 @@ struct QdIfcAttributeFact {
 };
 
 // An entity type as data: its class's table (whose name, in capitals, is the type's
-// key), its property builder and the number of its own attributes.
+// key), its property builder, the number of its own attributes, whether it is abstract.
 struct QdIfcEntityFact {
   const QdIfcClassTable* table;
   QdIfcPropertyBuilder propertyBuilder;
   int attributeCount;
+  bool abstract = false;
 };
 
 class QDIFCCORE_API QdIfcSchemaBuilder {

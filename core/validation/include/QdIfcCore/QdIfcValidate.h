@@ -10,6 +10,8 @@
 //   unique GlobalId      two instances of IfcRoot share a GlobalId
 //   GlobalId form        a GlobalId that is not 22 characters of the IFC base-64
 //                        alphabet with a first character 0 to 3 ('' among them)
+//   abstract type        an instance of a type the schema declares abstract, which
+//                        has instances only as instances of its subtypes
 //
 // Each finding names the instance, the attribute and the rule, with what the rule
 // expected and what the model holds. Inverse attributes are read as they stand, so a
@@ -34,13 +36,14 @@ enum QdIfcRule : unsigned {
   kRuleInverseBounds = 1u << 3,
   kRuleUniqueGlobalId = 1u << 4,
   kRuleGlobalIdForm = 1u << 5,
-  kAllRules = (1u << 6) - 1,
+  kRuleAbstract = 1u << 6,
+  kAllRules = (1u << 7) - 1,
 };
 
 struct QdIfcFinding {
   uint64_t instance = 0;
   const QdIfcEntityType* type = nullptr;  // the instance's type
-  std::string attribute;                  // "Polygon", or "Polygon[2]" for a list inside it
+  std::string attribute;                  // "Polygon", or "Polygon[2]" for a list inside it; "" for the instance
   QdIfcRule rule = kRuleRequired;
   std::string expected;  // what the rule asks: "LIST [3:?] OF IfcCartesianPoint"
   std::string found;     // what the model holds: "2 elements"

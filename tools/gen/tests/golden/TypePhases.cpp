@@ -30,9 +30,9 @@ constexpr QdIfcAttributeFact kAttributes[] = {
     {kOptional, "Count", "IFCCOUNTMEASURE"},
 };
 
-// The entity types in the dictionary's order: class table, property builder, attributes.
+// The entity types in the dictionary's order: class table, property builder, attributes, abstract.
 const QdIfcEntityFact kEntities[] = {
-    {&IfcRoot::kTable, &buildIfcRootProperties, 2},
+    {&IfcRoot::kTable, &buildIfcRootProperties, 2, true},
     {&IfcCartesianPoint::kTable, &buildIfcCartesianPointProperties, 1},
     {&IfcWall::kTable, &buildIfcWallProperties, 4},
     {&IfcRelContains::kTable, &buildIfcRelContainsProperties, 2},
