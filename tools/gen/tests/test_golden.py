@@ -8,6 +8,7 @@ shows here as a readable diff of a few small files.
 """
 
 import os
+import re
 import sys
 import unittest
 
@@ -45,6 +46,27 @@ class GoldenTest(unittest.TestCase):
         for name, text in files.items():
             with self.subTest(file=name):
                 self.assertEqual(text, golden[name])
+
+
+class EditionTest(unittest.TestCase):
+    """Another edition's module: the same output and the IFC4 module's layers, in its own names."""
+
+    def test_every_name_of_ifc4_is_respelt(self):
+        edition = genifc.Edition("IFC2X3", "QdIfc2x3", "QDIFC2X3")
+        kit = os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(HERE))), "ifc4")
+        files = genifc.edition_outputs(schemadata.read_schema(FIXTURE), edition, kit)
+        ifc4 = genifc.outputs(schemadata.read_schema(FIXTURE))
+        self.assertEqual(sorted(n for n in files if not n.startswith("kit/")),
+                         sorted(n.replace("QdIfc4", "QdIfc2x3") for n in ifc4))
+        self.assertIn("kit/module/ModuleLifeCycle.cpp", files)
+        self.assertIn("kit/builder/QdIFC2X3SchemaBuilder.h", files)
+        self.assertIn("kit/entities/include/QdIfc2x3/EntityClass.h", files)
+        for name, text in files.items():
+            with self.subTest(file=name):
+                self.assertIsNone(re.search(r"\bIFC4\b|QdIfc4\b|QDIFC4_|QdIFC4", name + text))
+        self.assertIn('QdAnsiString("IFC2X3")', files["kit/module/ModuleLifeCycle.cpp"])
+        self.assertIn("namespace IFC2X3 {", files["include/QdIfc2x3/entities/IfcWall.h"])
+        self.assertIn("class QDIFC2X3_API IfcWall", files["include/QdIfc2x3/entities/IfcWall.h"])
 
 
 if __name__ == "__main__":
