@@ -314,8 +314,11 @@ int runProps(const std::vector<std::string>& args, const std::string& modulePath
     for (const QdDbObjectId& s : held)
       if (QdIfcEntityBase* d = s.openObject()) own.push_back(d);
   printSets(build, own, "", std::cout);
-  // Sets given to the object's type apply to the object too.
+  // Sets given to the object's type apply to the object too: its type comes through
+  // IsTypedBy, or (IFC2X3, which has no IsTypedBy) through a type relationship among
+  // IsDefinedBy, which gives no property definition above.
   definitions(*object, "istypedby", "relatingtype", typed);
+  definitions(*object, "isdefinedby", "relatingtype", typed);
   for (QdIfcEntityBase* t : typed) {
     QdIfcVariant v;
     QdIfcArray<QdDbObjectId> sets;

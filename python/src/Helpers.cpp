@@ -143,12 +143,22 @@ py::dict psets(const Entity& e, bool psetsOnly, bool qtosOnly) {
     return out;
   }
   if (!o->isKindOf("IfcObject")) return out;
-  for (py::handle rel : attr(e, "IsTypedBy")) {
+  // The type's sets first: through IsTypedBy, or (IFC2X3, which has no IsTypedBy) through
+  // the type relationships among IsDefinedBy; then the object's own.
+  py::list typing, defining;
+  const bool typedBy = o->getInstanceType()->findAttribute("IsTypedBy") != nullptr;
+  if (typedBy)
+    for (py::handle rel : attr(e, "IsTypedBy")) typing.append(rel);
+  for (py::handle rel : attr(e, "IsDefinedBy")) {
+    const bool type = !typedBy && rel.cast<const Entity&>().object()->isKindOf("IfcRelDefinesByType");
+    (type ? typing : defining).append(rel);
+  }
+  for (py::handle rel : typing) {
     py::object type = attr(rel.cast<const Entity&>(), "RelatingType");
     if (py::isinstance<Entity>(type))
       addSets(build, attr(type.cast<const Entity&>(), "HasPropertySets"), psets, qtos, out);
   }
-  for (py::handle rel : attr(e, "IsDefinedBy")) {
+  for (py::handle rel : defining) {
     py::object definition = attr(rel.cast<const Entity&>(), "RelatingPropertyDefinition");
     if (py::isinstance<Entity>(definition)) addSets(build, py::make_tuple(definition), psets, qtos, out);
     else if (py::isinstance<py::tuple>(definition)) addSets(build, definition, psets, qtos, out);

@@ -15,7 +15,7 @@ from __future__ import annotations
 import enum
 import re
 from dataclasses import dataclass, field
-from typing import Dict, List, Optional, Union
+from typing import Dict, List, Optional, Tuple, Union
 
 
 class ExpressError(Exception):
@@ -540,17 +540,23 @@ class _Parser:
         self.advance()
         return NamedType(t.text)
 
+    def bounds(self) -> Optional[Tuple[str, str]]:
+        """The bound texts of "[lower:upper]" where it stands next, else None."""
+        if not self.accept_symbol("["):
+            return None
+        lower = self.expression((":",), "lower bound")
+        self.expect_symbol(":")
+        upper = self.expression(("]",), "upper bound")
+        self.expect_symbol("]")
+        return lower, upper
+
     def aggregate_type(self) -> AggregateType:
         t = self.advance()
         kind = _AGGREGATES[t.text.upper()]
-        lower, upper = "0", "?"
-        if self.accept_symbol("["):
-            lower = self.expression((":",), "lower bound")
-            self.expect_symbol(":")
-            upper = self.expression(("]",), "upper bound")
-            self.expect_symbol("]")
-        elif kind is AggregateKind.ARRAY:
+        bounds = self.bounds()
+        if bounds is None and kind is AggregateKind.ARRAY:
             raise self.error("an ARRAY needs bounds [lower:upper]")
+        lower, upper = bounds or ("0", "?")
         self.expect_word("OF")
         optional = self.accept_word("OPTIONAL")
         unique = self.accept_word("UNIQUE")
@@ -684,12 +690,7 @@ class _Parser:
         aggregate = lower = upper = None
         if self.tok.is_word("SET", "BAG"):
             aggregate = _AGGREGATES[self.advance().text.upper()]
-            lower, upper = "0", "?"
-            if self.accept_symbol("["):
-                lower = self.expression((":",), "lower bound")
-                self.expect_symbol(":")
-                upper = self.expression(("]",), "upper bound")
-                self.expect_symbol("]")
+            lower, upper = self.bounds() or ("0", "?")
             self.expect_word("OF")
         elif self.tok.is_word("LIST", "ARRAY"):
             raise self.error(f"an inverse attribute is a SET, a BAG or a single reference, not a {self.tok.text}")
