@@ -104,9 +104,9 @@ def inputs(tmp_path_factory):
 
 
 @pytest.fixture(scope="module")
-def client():
+def client(inputs):
     needs_dask()
-    c = fleet.local_client(workers=2, memory_limit=1 << 30)
+    c = fleet.local_client(workers=2, largest=max(p.stat().st_size for p in inputs.rglob("*.*")))
     yield c
     cluster = c.cluster
     c.close()
@@ -244,6 +244,15 @@ def test_the_made_model_gives_its_places_types_and_units(inputs, reference):
         ("Qto_Made", "NetSideArea"): ("12.5", "IfcAreaMeasure", "SQUARE_METRE", "IfcElementQuantity")}
 
 
+def test_local_workers_are_processes_with_memory_bounded_by_the_largest_input(inputs, client):
+    largest = max(p.stat().st_size for p in inputs.rglob("*.*"))
+    limits = client.run(lambda dask_worker: (os.getpid(), dask_worker.memory_manager.memory_limit, dask_worker.nthreads))
+    assert len({pid for pid, _, _ in limits.values()} | {os.getpid()}) == 3  # two processes besides this one
+    for _, limit, threads in limits.values():
+        assert threads == 1 and limit == fleet.worker_memory_limit(largest, 2) >= max(1 << 30, 64 * largest)
+    assert fleet.worker_memory_limit(1 << 40, 2) < 1 << 40  # never past the machine's memory
+
+
 def test_a_worker_killed_in_the_middle_of_a_run_loses_nothing(inputs, reference, client, tmp_path):
     pids, killed = client.run(os.getpid), []
 
@@ -339,9 +348,8 @@ def tcp_scheduler(tmp_path):
                  "--host", "127.0.0.1"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         yield address_file, started
     finally:
-        for p in reversed(started):
+        for p in reversed(started):  # the workers first, each while the scheduler is there
             p.terminate()
-        for p in started:
             try:
                 p.wait(timeout=20)
             except subprocess.TimeoutExpired:
