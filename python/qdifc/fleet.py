@@ -137,7 +137,7 @@ def write_partition(path, table, rows):
     temp = path.with_name(f"{path.name}{_TEMP}{os.getpid()}-{uuid.uuid4().hex[:8]}")
     try:
         with open(temp, "wb") as raw:
-            with gzip.GzipFile(filename="", mode="wb", fileobj=raw, mtime=0) as gz:
+            with gzip.GzipFile(filename="", mode="wb", fileobj=raw, compresslevel=6, mtime=0) as gz:
                 text = io.TextIOWrapper(gz, encoding="utf-8", newline="")
                 w = csv.writer(text, lineterminator="\n")
                 w.writerow([c for c, _ in TABLES[table]])
@@ -543,7 +543,9 @@ def extract(sources, out, *, scheduler=None, workers=None, client=None, sqlite=N
     each (by default from the largest input). client: an existing Dask client instead.
     Files whose four partitions exist are skipped (and so are those recorded with an
     error, unless retry_errors). sqlite: gather the tables into this database at the end.
-    progress(Progress) is called as each file is done.
+    progress(Progress) is called as each file is done. A script that starts a local
+    cluster calls this under `if __name__ == "__main__":`, since the workers are new
+    processes that import the script's main module.
     """
     out = Path(out)
     paths, unmatched = find_sources(sources)
