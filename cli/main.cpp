@@ -1,5 +1,6 @@
 // qdifc: a command-line host of the IFC4 schema module.
 #include "FileCommands.h"
+#include "FleetCommand.h"
 #include "HugePages.h"
 #include "ModuleLoader.h"
 #include "SchemaView.h"
@@ -28,6 +29,8 @@ const char* kUsage =
     "  tree FILE        the spatial structure: project, site, building, storeys, spaces\n"
     "  props FILE #ID   the property sets and quantities of an object, with their values\n"
     "  demo OUT         build a small building through the module, write it, read it back\n"
+    "  fleet extract SOURCE... --out DIR | gather DIR | query DIR SQL\n"
+    "                   tables from many files at once, on Dask (python3 -m qdifc fleet)\n"
     "  help             show this text\n"
     "\n"
     "options:\n"
@@ -119,5 +122,6 @@ int main(int argc, char** argv) {
   if (command == "tree") return qdhost::runTree(rest, modulePath);
   if (command == "props") return qdhost::runProps(rest, modulePath);
   if (command == "demo") return qdhost::runDemo(rest, modulePath);
+  if (command == "fleet") return qdhost::runFleet(rest);
   return usageError("unknown command '" + command + "'", kUsage);
 }

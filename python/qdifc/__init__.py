@@ -15,7 +15,7 @@ from ._qdifc import Entity, Finding, Model, Problem, TypedValue
 
 __all__ = [
     "open", "loads", "Model", "Entity", "TypedValue", "Problem", "Finding",
-    "Error", "FileError", "SchemaError", "ParseError", "schema", "util",
+    "Error", "FileError", "SchemaError", "ParseError", "schema", "util", "fleet",
 ]
 
 Error = _qdifc.Error
@@ -58,7 +58,7 @@ def loads(data, progress=None, any_schema=False):
     return _qdifc.loads(data, progress, any_schema)
 
 
-from . import schema, util  # noqa: E402  (they use the names above)
+from . import fleet, schema, util  # noqa: E402  (they use the names above)
 
 # The dictionary of the model's schema, as qdifc.schema gives it.
 Model.schema = property(lambda self: schema, doc="The schema's dictionary (qdifc.schema)")

@@ -2,6 +2,7 @@
 from os import PathLike
 from typing import Any, Callable, Iterator, Optional, Sequence, Union, overload
 
+from . import fleet as fleet
 from . import schema as schema
 from . import util as util
 

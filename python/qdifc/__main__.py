@@ -1,10 +1,12 @@
-"""python3 -m qdifc load|check|tree FILE: the host's commands, from Python."""
+"""python3 -m qdifc load|check|tree FILE: the host's commands, from Python; and
+python3 -m qdifc fleet extract|gather|query: tables from many files at once (qdifc.fleet)."""
 import argparse
+import os
 import sys
 import time
 
 import qdifc
-from qdifc import util
+from qdifc import fleet, util
 
 
 def _open(path, any_schema):
@@ -78,7 +80,7 @@ def tree(args):
 
 
 def main(argv=None):
-    parser = argparse.ArgumentParser(prog="python3 -m qdifc", description="IFC4 files from Python")
+    parser = argparse.ArgumentParser(prog=os.environ.get("QDIFC_PROG", "python3 -m qdifc"), description="IFC4 files from Python")
     commands = parser.add_subparsers(dest="command", required=True)
     for name, run, text in (("load", load, "read a file: instances per type, problems, time"),
                             ("check", check, "every problem and every finding of the schema's rules"),
@@ -87,7 +89,10 @@ def main(argv=None):
         p.add_argument("file")
         p.add_argument("--any-schema", action="store_true", help="read a file of another schema anyway")
         p.set_defaults(run=run)
+    fleet.add_parser(commands)
     args = parser.parse_args(argv)
+    if args.command == "fleet":
+        return fleet.run_command(args)
     return args.run(args)
 
 

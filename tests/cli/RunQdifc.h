@@ -12,8 +12,9 @@ struct CommandResult {
   std::string out;  // standard output and standard error together
 };
 
-inline CommandResult qdifc(const std::string& args) {
-  std::string command = std::string(QDIFC_TEST_QDIFC_PATH) + " " + args + " 2>&1";
+// env: assignments put before the command (VAR=value ...), as a shell takes them.
+inline CommandResult qdifc(const std::string& args, const std::string& env = "") {
+  std::string command = env + std::string(QDIFC_TEST_QDIFC_PATH) + " " + args + " 2>&1";
   FILE* pipe = popen(command.c_str(), "r");
   CommandResult run{-1, {}};
   if (!pipe) return run;
