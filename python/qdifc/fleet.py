@@ -43,8 +43,9 @@ TABLES = {
                  ("rule", "TEXT"), ("expected", "TEXT"), ("found", "TEXT")],
 }
 # The products that are rows of `elements`: physical elements and spatial elements
-# (sites, buildings, storeys, spaces, zones), with their property sets in `properties`.
-ELEMENT_TYPES = ("IfcElement", "IfcSpatialElement")
+# (sites, buildings, storeys, spaces, zones; in IFC2X3 the spatial structure elements),
+# with their property sets in `properties`. A type the file's schema lacks is passed by.
+ELEMENT_TYPES = ("IfcElement", "IfcSpatialElement", "IfcSpatialStructureElement")
 DATABASE = "fleet.sqlite"
 SUFFIX = ".csv.gz"
 _TEMP = ".tmp-"
@@ -301,15 +302,25 @@ def _kind_and_unit(prop):
     return prop.is_a(), None  # complex properties and quantities, references
 
 
+def _typing(element):
+    """The relationships to an object's type: IsTypedBy, or in IFC2X3 (which has none)
+    the type relationships among IsDefinedBy."""
+    typed = getattr(element, "IsTypedBy", None)
+    if typed is not None:
+        return typed
+    return tuple(r for r in getattr(element, "IsDefinedBy", None) or () if r.is_a("IfcRelDefinesByType"))
+
+
 def _definitions(element):
     """The property and quantity sets of an object in the order get_psets reads them:
     its type's, then its own (the later override the earlier of the same name)."""
-    for rel in getattr(element, "IsTypedBy", None) or ():
+    for rel in _typing(element):
         for s in (rel.RelatingType.HasPropertySets if rel.RelatingType else None) or ():
             yield s
     for rel in getattr(element, "IsDefinedBy", None) or ():
-        d = rel.RelatingPropertyDefinition
-        yield from (d if isinstance(d, tuple) else (d,))
+        if rel.is_a("IfcRelDefinesByProperties"):
+            d = rel.RelatingPropertyDefinition
+            yield from (d if isinstance(d, tuple) else (d,))
 
 
 def _property_rows(key, element, units):
@@ -371,10 +382,18 @@ def _places(elements):
 
 
 def _type_object(e):
-    for rel in getattr(e, "IsTypedBy", None) or ():
+    for rel in _typing(e):
         if rel.RelatingType is not None:
             return rel.RelatingType.Name or ""
     return ""
+
+
+def _has_type(model, name):
+    try:
+        model.by_type(name)
+        return True
+    except ValueError:  # no entity type of that name in the file's schema
+        return False
 
 
 def _read_tables(key, path):
@@ -385,7 +404,8 @@ def _read_tables(key, path):
     seconds = time.perf_counter() - start
     findings = [(key, f.instance, f.type, f.attribute, f.rule, f.expected, f.found)
                 for f in sorted(model.check(), key=lambda f: f.instance)]
-    elements = sorted((e for t in ELEMENT_TYPES for e in model.by_type(t)), key=lambda e: e.id())
+    elements = sorted({e.id(): e for t in ELEMENT_TYPES if _has_type(model, t) for e in model.by_type(t)}.values(),
+                      key=lambda e: e.id())
     places, units = _places(elements), _Units(model)
     element_rows, property_rows = [], []
     for e in elements:
