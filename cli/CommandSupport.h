@@ -2,9 +2,8 @@
 // display of a value.
 #pragma once
 
-#include "ModuleLoader.h"
-
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
 #include <QdIfcCore/QdSpfFile.h>
 
 #include <cstdint>
@@ -22,6 +21,7 @@ namespace qdhost {
 
 struct Parsed {
   std::vector<std::string> files;
+  std::string schema;  // --schema NAME: the schema to read with instead of FILE_SCHEMA's
   bool anySchema = false;
   bool viaProperties = false;
   bool help = false;
@@ -37,15 +37,28 @@ int arguments(const std::vector<std::string>& args, const char* command, const c
               const char* what, Parsed& p, bool viaProperties = false);
 // "#12" or "12"; false for anything else, 0 included.
 bool parseInstanceId(const std::string& text, uint64_t& id);
-// A file read into a model through the module; the model goes before the module.
+// Where the host looks for modules: beside the core library, then beside the program
+// and in ../lib beside it.
+void addHostSearchPaths(QD_SDAI::QdIfcModuleRegistry& registry);
+// The module the host works with when no file picks one: the library at modulePath
+// when one is given (its schema must then be schema, if that is given), else the
+// module of schema. Null after saying why.
+QD_SDAI::QdIfcModule* hostModule(QD_SDAI::QdIfcModuleRegistry& registry, const std::string& modulePath,
+                                 const std::string& schema);
+
+// A file read into a model through the module its FILE_SCHEMA names (or the one
+// forced); the model goes before the modules.
 struct LoadedFile {
-  ModuleLoader module;
+  QD_SDAI::QdIfcModuleRegistry registry;
+  QD_SDAI::QdIfcModule* module = nullptr;
   std::unique_ptr<QD_SDAI::QdIfcModel> model;
   QD_SDAI::QdIfcLoadReport report;
   double seconds = 0;
 
-  // Loads the module and reads path; prints the load's own failures (the module, the file).
-  bool load(const std::string& modulePath, const std::string& path, bool anySchema);
+  // Picks and starts the module (the one at modulePath if given, else that of
+  // schema if given, else the file's) and reads path; prints the load's own failures
+  // (the module, the file).
+  bool load(const std::string& modulePath, const std::string& path, bool anySchema, const std::string& schema = {});
   // The instance #id of the file at path, or null after saying that there is none.
   QD_SDAI::QdIfcEntityBase* instance(uint64_t id, const std::string& path) const;
 };

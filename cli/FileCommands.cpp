@@ -2,12 +2,12 @@
 
 #include "CommandSupport.h"
 #include "Demo.h"
-#include "ModuleLoader.h"
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggr.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcRead.h>
 #include <QdIfcCore/QdIfcSettings.h>
 #include <QdIfcCore/QdIfcValidate.h>
 #include <QdIfcCore/QdSpfFile.h>
@@ -29,14 +29,21 @@ namespace {
 
 constexpr int kUsageError = 2;
 
+// The options of every command that reads a file.
+#define QDIFC_SCHEMA_OPTIONS                                                                \
+  "  --schema NAME  read with the module of schema NAME (any case: IFC2X3, IFC4, IFC4X3)\n" \
+  "                 instead of the one FILE_SCHEMA names\n"                                 \
+  "  --any-schema   read the records even if FILE_SCHEMA names another schema than the\n"   \
+  "                 module's, or only schemas without a module (then with IFC4's)\n"
+
 const char* kLoadUsage =
-    "usage: qdifc load FILE [--any-schema]\n"
+    "usage: qdifc load FILE [--schema NAME] [--any-schema]\n"
     "\n"
     "Reads FILE into a model and prints the instances per type, the problems found,\n"
     "the time taken, the speed and the peak memory. Exit status 1 if there were problems.\n"
-    "  --any-schema   read the records even if FILE_SCHEMA is not IFC4\n";
+    "The module is the one of the first schema FILE_SCHEMA names that there is one for.\n" QDIFC_SCHEMA_OPTIONS;
 const char* kCheckUsage =
-    "usage: qdifc check FILE [--any-schema]\n"
+    "usage: qdifc check FILE [--schema NAME] [--any-schema]\n"
     "\n"
     "Reads FILE and prints every problem of reading, one a line\n"
     "  file:line: #id: expected ..., found ...\n"
@@ -45,12 +52,12 @@ const char* kCheckUsage =
     "The rules: required attribute (unset), aggregate bounds, admitted type (of a\n"
     "referenced instance; reported by reading already), inverse bounds (an element in\n"
     "two spatial containers, say), unique GlobalId, GlobalId form (22 characters of the\n"
-    "IFC base-64 alphabet, the first 0 to 3). Exit status 1 if there is any.\n";
+    "IFC base-64 alphabet, the first 0 to 3). Exit status 1 if there is any.\n" QDIFC_SCHEMA_OPTIONS;
 const char* kConvertUsage =
-    "usage: qdifc convert IN OUT [--any-schema]\n"
+    "usage: qdifc convert IN OUT [--schema NAME] [--any-schema]\n"
     "\n"
     "Reads IN and writes the model to OUT. Problems of IN are printed; exit status 1 if\n"
-    "there were any or OUT could not be written.\n";
+    "there were any or OUT could not be written.\n" QDIFC_SCHEMA_OPTIONS;
 
 const char* kDemoUsage =
     "usage: qdifc demo OUT\n"
@@ -60,19 +67,23 @@ const char* kDemoUsage =
     "to OUT, reads OUT back and prints what was read, as qdifc load does.\n";
 
 const char* kShowUsage =
-    "usage: qdifc show FILE #ID [--via-properties] [--any-schema]\n"
+    "usage: qdifc show FILE #ID [--via-properties] [--schema NAME] [--any-schema]\n"
     "\n"
     "Reads FILE and prints the instance #ID: its type, then each attribute of the type\n"
     "and its supertypes by name, as getAttr gives it (strings decoded for display; $ for\n"
     "an unset value), inverse attributes with the instances that link to it.\n"
     "  --via-properties   read the values through the property objects of the type and\n"
-    "                     its supertypes instead; the output is the same\n";
+    "                     its supertypes instead; the output is the same\n" QDIFC_SCHEMA_OPTIONS;
 
 Parsed parse(const std::vector<std::string>& args, bool viaProperties) {
   Parsed p;
-  for (const std::string& a : args) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
     if (a == "-h" || a == "--help") p.help = true;
     else if (a == "--any-schema") p.anySchema = true;
+    else if (a == "--schema" && i + 1 < args.size()) p.schema = args[++i];
+    else if (a == "--schema") p.error = "--schema needs a schema name";
+    else if (a.rfind("--schema=", 0) == 0) p.schema = a.substr(9);
     else if (viaProperties && a == "--via-properties") p.viaProperties = true;
     else if (!a.empty() && a[0] == '-') p.error = "unknown option " + a;
     else p.files.push_back(a);
@@ -106,18 +117,67 @@ bool parseInstanceId(const std::string& text, uint64_t& id) {
   return id != 0;
 }
 
-bool LoadedFile::load(const std::string& modulePath, const std::string& path, bool anySchema) {
-  if (!module.load(modulePath)) {
-    std::cerr << "qdifc: " << module.error() << '\n';
+void addHostSearchPaths(QdIfcModuleRegistry& registry) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  if (ec || exe.empty()) return;
+  registry.addSearchPath(exe.parent_path().string());
+  registry.addSearchPath((exe.parent_path().parent_path() / "lib").string());
+}
+
+QdIfcModule* hostModule(QdIfcModuleRegistry& registry, const std::string& modulePath, const std::string& schema) {
+  addHostSearchPaths(registry);
+  std::string error;
+  if (modulePath.empty()) {
+    QdIfcModule* m = registry.module(schema.empty() ? "IFC4" : schema, &error);
+    if (!m) std::cerr << "qdifc: " << error << '\n';
+    return m;
+  }
+  QdIfcModule* m = registry.loadLibrary(modulePath, &error);
+  if (!m) {
+    std::cerr << "qdifc: " << error << '\n';
+    return nullptr;
+  }
+  if (!schema.empty() && !qdIfcSameSchema(schema, m->schemaName())) {
+    std::cerr << "qdifc: the module " << modulePath << " is of schema " << m->schemaName() << ", not "
+              << qdIfcCanonicalSchemaName(schema) << '\n';
+    return nullptr;
+  }
+  return m;
+}
+
+bool LoadedFile::load(const std::string& modulePath, const std::string& path, bool anySchema,
+                      const std::string& schema) {
+  QdIfcReadOptions options;
+  options.load.acceptOtherSchemas = anySchema;
+  options.schema = schema;
+  if (!modulePath.empty()) {
+    // The module given is the one to read with, whatever the file names.
+    QdIfcModule* given = hostModule(registry, modulePath, schema);
+    if (!given) return false;
+    options.schema = given->schemaName();
+  } else {
+    addHostSearchPaths(registry);
+  }
+  const QdIfcModuleChoice choice = qdIfcChooseModuleForFile(path, registry, options);
+  if (!choice.opened) {
+    std::cerr << "qdifc: cannot read " << path << '\n';
     return false;
   }
-  model = std::make_unique<QdIfcModel>(module.schema());
-  QdIfcLoadOptions options;
-  options.acceptOtherSchemas = anySchema;
+  if (!choice.module) {
+    if (choice.noModule)
+      std::cerr << "qdifc: " << path << ": " << choice.error << "; --any-schema reads it as " << options.fallbackSchema
+                << '\n';
+    else std::cerr << "qdifc: " << choice.error << '\n';
+    return false;
+  }
+  module = choice.module;
+  model = std::make_unique<QdIfcModel>(module->schema());
   // A progress bar on a terminal, for files that take a while.
   std::error_code sizeError;
   if (isatty(STDERR_FILENO) && std::filesystem::file_size(path, sizeError) > 20000000 && !sizeError) {
-    options.progress = [](uint64_t done, uint64_t total) {
+    options.load.progress = [](uint64_t done, uint64_t total) {
       const int width = 40;
       const int filled = total ? static_cast<int>(width * done / total) : width;
       std::cerr << "\r[" << std::string(static_cast<size_t>(filled), '#')
@@ -126,17 +186,17 @@ bool LoadedFile::load(const std::string& modulePath, const std::string& path, bo
     };
   }
   auto start = std::chrono::steady_clock::now();
-  report = qdIfcLoadFile(*model, path, options);
+  report = qdIfcLoadFile(*model, path, options.load);
   seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (options.progress) std::cerr << "\r" << std::string(48, ' ') << "\r" << std::flush;
+  if (options.load.progress) std::cerr << "\r" << std::string(48, ' ') << "\r" << std::flush;
   if (!report.opened) {
     std::cerr << "qdifc: cannot read " << path << '\n';
     return false;
   }
   if (report.schemaRefused) {
     std::cerr << "qdifc: " << path << " is written in schema "
-              << (report.schemas.empty() ? std::string("(none named)") : report.schemas.front())
-              << ", not IFC4; --any-schema reads it anyway\n";
+              << (report.schemas.empty() ? std::string("(none named)") : report.schemas.front()) << ", not "
+              << module->schemaName() << "; --any-schema reads it anyway\n";
     return false;
   }
   return true;
@@ -209,7 +269,7 @@ int runShow(const std::vector<std::string>& args, const std::string& modulePath)
   uint64_t id = 0;
   if (!parseInstanceId(p.files[1], id)) return usage("show", "#ID must be an instance number such as #12", kShowUsage);
   LoadedFile f;
-  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   QdIfcEntityBase* object = f.instance(id, p.files[0]);
   if (!object) return 1;
   std::cout << (p.viaProperties ? renderViaProperties(*object, id) : renderInstance(*object, id));
@@ -236,19 +296,18 @@ std::string renderInstance(const QdIfcEntityBase& object, uint64_t id) {
 int runLoad(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
   if (int status = arguments(args, "load", kLoadUsage, 1, "give one FILE", p); status >= 0) return status;
-  return loadAndSummarise(p.files[0], p.anySchema, modulePath);
+  return loadAndSummarise(p.files[0], p.anySchema, modulePath, p.schema);
 }
 
 int runDemo(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
   if (int status = arguments(args, "demo", kDemoUsage, 1, "give OUT", p); status >= 0) return status;
+  if (!p.schema.empty()) return usage("demo", "the demo building is of IFC4; it takes no --schema", kDemoUsage);
   {
-    ModuleLoader module;
-    if (!module.load(modulePath)) {
-      std::cerr << "qdifc: " << module.error() << '\n';
-      return 1;
-    }
-    QdIfcModel model(module.schema());
+    QdIfcModuleRegistry registry;
+    QdIfcModule* module = hostModule(registry, modulePath, {});
+    if (!module) return 1;
+    QdIfcModel model(module->schema());
     std::vector<std::string> refused = buildDemo(model);
     for (const std::string& r : refused) std::cerr << "qdifc: demo: the module refused " << r << '\n';
     std::string error;
@@ -262,9 +321,10 @@ int runDemo(const std::vector<std::string>& args, const std::string& modulePath)
   return loadAndSummarise(p.files[0], false, modulePath);
 }
 
-int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath) {
+int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath,
+                     const std::string& schema) {
   LoadedFile f;
-  if (!f.load(modulePath, path, anySchema)) return 1;
+  if (!f.load(modulePath, path, anySchema, schema)) return 1;
 
   std::vector<std::pair<std::string, uint64_t>> counts = f.report.counts;
   std::stable_sort(counts.begin(), counts.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
@@ -287,7 +347,7 @@ int runCheck(const std::vector<std::string>& args, const std::string& modulePath
   Parsed p;
   if (int status = arguments(args, "check", kCheckUsage, 1, "give one FILE", p); status >= 0) return status;
   LoadedFile f;
-  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   printProblems(f.report, f.report.problems.size(), std::cout);
   // Reading checks the types of references already, with the place in the file.
   const std::vector<QdIfcFinding> findings = qdIfcValidate(*f.model, kAllRules & ~kRuleAdmittedType);
@@ -304,7 +364,7 @@ int runConvert(const std::vector<std::string>& args, const std::string& modulePa
   Parsed p;
   if (int status = arguments(args, "convert", kConvertUsage, 2, "give IN and OUT", p); status >= 0) return status;
   LoadedFile f;
-  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
+  if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   printProblems(f.report, 20, std::cerr);
   std::string error;
   if (!qdIfcSaveFile(*f.model, p.files[1], &error)) {

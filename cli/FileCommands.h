@@ -12,11 +12,13 @@ class QdIfcEntityBase;
 namespace qdhost {
 
 // Each returns the exit status: 0 done, 1 problems (or a failure), 2 bad usage.
+// modulePath: the module library --module names, or empty to pick by schema.
 int runLoad(const std::vector<std::string>& args, const std::string& modulePath);
 int runCheck(const std::vector<std::string>& args, const std::string& modulePath);
 int runDemo(const std::vector<std::string>& args, const std::string& modulePath);
 // Loads path and prints the summary of qdifc load.
-int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath);
+int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath,
+                     const std::string& schema = {});
 int runShow(const std::vector<std::string>& args, const std::string& modulePath);
 // An instance's attributes by name, one a line, as qdifc show prints them.
 std::string renderInstance(const QD_SDAI::QdIfcEntityBase& object, uint64_t id);

@@ -1,7 +1,6 @@
 // The host's commands over property objects: show --via-properties, tree and props.
 #include "CommandSupport.h"
 #include "FileCommands.h"
-#include "ModuleLoader.h"
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggr.h>
@@ -21,17 +20,21 @@ namespace qdhost {
 namespace {
 
 const char* kTreeUsage =
-    "usage: qdifc tree FILE [--any-schema]\n"
+    "usage: qdifc tree FILE [--schema NAME] [--any-schema]\n"
     "\n"
     "Reads FILE and prints its spatial structure: each project with what it decomposes\n"
     "into (sites, buildings, storeys, spaces), one level of indentation a step, and under\n"
-    "each spatial element the number of elements it contains, by type.\n";
+    "each spatial element the number of elements it contains, by type.\n"
+    "  --schema NAME  read with the module of schema NAME instead of the one FILE_SCHEMA names\n"
+    "  --any-schema   read the records even if FILE_SCHEMA names another schema\n";
 
 const char* kPropsUsage =
-    "usage: qdifc props FILE #ID [--any-schema]\n"
+    "usage: qdifc props FILE #ID [--schema NAME] [--any-schema]\n"
     "\n"
     "Reads FILE and lists the property sets and quantity sets of the object #ID (its\n"
-    "own and those of its type), with each property's or quantity's value.\n";
+    "own and those of its type), with each property's or quantity's value.\n"
+    "  --schema NAME  read with the module of schema NAME instead of the one FILE_SCHEMA names\n"
+    "  --any-schema   read the records even if FILE_SCHEMA names another schema\n";
 
 std::string lower(std::string_view s) {
   std::string out(s);
@@ -192,8 +195,8 @@ int runTree(const std::vector<std::string>& args, const std::string& modulePath)
   Parsed p;
   if (int status = arguments(args, "tree", kTreeUsage, 1, "give one FILE", p); status >= 0) return status;
   LoadedFile f;
-  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
-  const QdIfcEntityType* project = f.module.schema()->findEntityType("IfcProject");
+  if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
+  const QdIfcEntityType* project = f.model->schema()->findEntityType("IfcProject");
   std::set<uint64_t> seen;
   int projects = 0;
   f.model->forEach([&](const QdDbObjectId&, QdIfcEntityBase* object) {
@@ -296,8 +299,8 @@ int runProps(const std::vector<std::string>& args, const std::string& modulePath
   if (!parseInstanceId(p.files[1], id))
     return usage("props", "#ID must be an instance number such as #12", kPropsUsage);
   LoadedFile f;
-  if (!f.load(modulePath, p.files[0], p.anySchema)) return 1;
-  auto build = reinterpret_cast<BuildPropertyFn>(f.module.symbol("qdIfcBuildPropertyForSimple"));
+  if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
+  auto build = reinterpret_cast<BuildPropertyFn>(f.module->symbol("qdIfcBuildPropertyForSimple"));
   if (!build) {
     std::cerr << "qdifc: the module has no qdIfcBuildPropertyForSimple\n";
     return 1;

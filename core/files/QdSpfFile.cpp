@@ -5,6 +5,7 @@
 #include <QdIfcCore/QdIfcAggrTemplates.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
 #include <QdIfcCore/QdIfcVariant.h>
 #include <QdIfcCore/QdSpfRecordIndex.h>
 
@@ -60,6 +61,121 @@ uint64_t saturatingProduct(uint64_t a, uint64_t b) noexcept {
   return __builtin_mul_overflow(a, b, &r) ? UINT64_MAX : r;
 }
 uint64_t saturatingAdd(uint64_t a, uint64_t b) noexcept { return a + b < a ? UINT64_MAX : a + b; }
+
+// ---- the schema names of a header, read without the records ----
+
+enum class Scan {
+  kDecided,  // the names are read, or there are none to read
+  kShort,    // the text ends before that is known
+};
+
+bool isKeyword(std::string_view word, const char* keyword) {
+  const size_t n = std::strlen(keyword);
+  return word.size() == n && strncasecmp(word.data(), keyword, n) == 0;
+}
+
+// The strings of the parameter list that starts at p (its '('), up to the ')' that
+// closes it, into out.names; '' in a string is one quote.
+Scan readSchemaNames(const char* p, const char* end, QdSpfFileSchema& out) {
+  p = spf::skipSpace(p, end);
+  if (p >= end) {
+    out.problem = "the text ends before the parameters of FILE_SCHEMA";
+    return Scan::kShort;
+  }
+  if (*p != '(') {
+    out.problem = "FILE_SCHEMA without its parameters";
+    return Scan::kDecided;
+  }
+  int depth = 0;
+  for (;;) {
+    p = spf::skipSpace(p, end);
+    if (p >= end) {
+      out.problem = "the text ends before FILE_SCHEMA closes";
+      return Scan::kShort;
+    }
+    const char c = *p;
+    if (c == '(') {
+      ++depth;
+      ++p;
+    } else if (c == ')') {
+      ++p;
+      if (--depth == 0) {
+        out.found = true;
+        return Scan::kDecided;
+      }
+    } else if (c == '\'') {
+      const char* close = spf::closingQuote(p + 1, end);
+      if (close >= end) {
+        out.problem = "the text ends in a string of FILE_SCHEMA";
+        return Scan::kShort;
+      }
+      std::string name;
+      for (const char* q = p + 1; q < close; ++q) {
+        name.push_back(*q);
+        if (*q == '\'' && q + 1 < close) ++q;  // '' stands for one quote
+      }
+      out.names.push_back(std::move(name));
+      p = close + 1;
+    } else if (c == ';') {
+      out.problem = "FILE_SCHEMA ends before its parentheses close";
+      return Scan::kDecided;
+    } else {
+      ++p;
+    }
+  }
+}
+
+// The header's FILE_SCHEMA: keywords, strings, binaries and parameter lists are stepped
+// over until FILE_SCHEMA comes as a record's name, or the header ends without it.
+Scan scanFileSchema(const char* p, const char* end, QdSpfFileSchema& out) {
+  if (end - p >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) p += 3;
+  int depth = 0;
+  for (;;) {
+    p = spf::skipSpace(p, end);
+    if (p >= end) {
+      out.problem = "the text ends before FILE_SCHEMA";
+      return Scan::kShort;
+    }
+    const char c = *p;
+    if (c == '\'' || c == '"') {
+      const char* close = c == '"' ? spf::closingDoubleQuote(p + 1, end) : spf::closingQuote(p + 1, end);
+      if (close >= end) {
+        out.problem = "the text ends in the header before FILE_SCHEMA";
+        return Scan::kShort;
+      }
+      p = close + 1;
+    } else if (c == '(') {
+      ++depth;
+      ++p;
+    } else if (c == ')') {
+      if (depth > 0) --depth;
+      ++p;
+    } else if (c == ';') {
+      depth = 0;  // a record ends: whatever it left open
+      ++p;
+    } else if (c == '#' && depth == 0) {
+      out.problem = "no FILE_SCHEMA before the first record";
+      return Scan::kDecided;
+    } else if (spf::isWordChar(c)) {
+      const char* q = p;
+      while (q < end && spf::isWordChar(*q)) ++q;
+      if (q >= end) {
+        out.problem = "the text ends before FILE_SCHEMA";
+        return Scan::kShort;
+      }
+      const std::string_view word(p, static_cast<size_t>(q - p));
+      p = q;
+      if (depth > 0) continue;
+      if (isKeyword(word, "FILE_SCHEMA")) return readSchemaNames(p, end, out);
+      if (isKeyword(word, "ENDSEC") || isKeyword(word, "DATA")) {
+        out.problem = "no FILE_SCHEMA in the header";
+        return Scan::kDecided;
+      }
+    } else {
+      ++p;
+    }
+  }
+}
 
 // The record reader: the keywords and frames of the file around the parameter
 // lists, which the filer reads.
@@ -190,25 +306,32 @@ class Loader {
     }
     expect(';');
     // The schema names are the strings of FILE_SCHEMA.
-    for (size_t i = 0; (i = h.schema.find('\'', i)) != std::string::npos;) {
-      size_t j = h.schema.find('\'', i + 1);
-      if (j == std::string::npos) break;
-      m_report.schemas.push_back(h.schema.substr(i + 1, j - i - 1));
-      i = j + 1;
+    if (!h.schema.empty()) {
+      QdSpfFileSchema names;
+      readSchemaNames(h.schema.data(), h.schema.data() + h.schema.size(), names);
+      m_report.schemas = std::move(names.names);
     }
-    bool ifc4 = std::any_of(m_report.schemas.begin(), m_report.schemas.end(),
-                            [](const std::string& s) { return strcasecmp(s.c_str(), "IFC4") == 0; });
-    if (!ifc4) {
+    // The model's own schema must be among them, in any case (IFC4X3 for IFC4X3_ADD2).
+    const std::string own = schemaName();
+    bool named = !own.empty() && std::any_of(m_report.schemas.begin(), m_report.schemas.end(),
+                                             [&](const std::string& s) { return qdIfcSameSchema(s, own); });
+    if (!named) {
       std::string found = m_report.schemas.empty()           ? "no schema name"
                           : m_report.schemas.front().empty() ? "an empty schema name"
                                                              : m_report.schemas.front();
-      m_filer.problemAt(m_filer.begin(), "FILE_SCHEMA(('IFC4'))", found);
+      m_filer.problemAt(m_filer.begin(), "FILE_SCHEMA(('" + own + "'))", found);
       if (!m_options.acceptOtherSchemas) {
         m_report.schemaRefused = true;
         return false;
       }
     }
     return true;
+  }
+
+  // The name of the model's schema ("IFC4"), or "" for a model without one.
+  std::string schemaName() const {
+    const QdIfcSchema* schema = m_model.schema();
+    return schema && schema->name() ? schema->name() : "";
   }
 
   // The entity type of the index's type name number, looked up (in any case) the first
@@ -294,7 +417,8 @@ class Loader {
     assert(name == m_index.typeName(r));  // the index reads the name by the same rules
     const QdIfcEntityType* type = name.empty() ? nullptr : typeOf(r.type, name);
     if (!type) {
-      m_filer.problemAt(at, "an IFC4 entity type", name.empty() ? m_filer.sampleAt(at) : std::string(name));
+      m_filer.problemAt(at, "an " + schemaName() + " entity type",
+                        name.empty() ? m_filer.sampleAt(at) : std::string(name));
       return false;
     }
     if (m_filer.peek() != '(') {
@@ -447,6 +571,43 @@ QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path, const 
   return report;
 }
 
+QdSpfFileSchema qdIfcReadFileSchema(std::string_view bytes) {
+  QdSpfFileSchema out;
+  scanFileSchema(bytes.data(), bytes.data() + bytes.size(), out);
+  return out;
+}
+
+QdSpfFileSchema qdIfcReadFileSchemaOfFile(const std::string& path) {
+  // Headers are short: the first read nearly always holds the whole of it.
+  constexpr size_t kFirst = size_t{64} << 10, kMost = size_t{4} << 20;
+  std::ifstream in(path, std::ios::binary);
+  QdSpfFileSchema out;
+  if (!in) {
+    out.opened = false;
+    out.problem = "cannot read " + path;
+    return out;
+  }
+  std::string bytes;
+  for (size_t want = kFirst;; want *= 2) {
+    const size_t had = bytes.size();
+    bytes.resize(want);
+    in.read(bytes.data() + had, static_cast<std::streamsize>(want - had));
+    bytes.resize(had + static_cast<size_t>(in.gcount()));
+    const bool whole = bytes.size() < want;
+    if (in.bad()) {
+      out.opened = false;
+      out.problem = "cannot read " + path;
+      return out;
+    }
+    out = QdSpfFileSchema();
+    if (scanFileSchema(bytes.data(), bytes.data() + bytes.size(), out) == Scan::kDecided || whole) return out;
+    if (want >= kMost) {
+      out.problem = "the header goes on past " + std::to_string(kMost) + " bytes before FILE_SCHEMA";
+      return out;
+    }
+  }
+}
+
 std::string qdIfcSaveText(QdIfcModel& model) {
   QdSpfFilerBase filer;
   std::string& out = filer.text();
@@ -455,7 +616,9 @@ std::string qdIfcSaveText(QdIfcModel& model) {
   out += "FILE_DESCRIPTION" +
          (h.description.empty() ? std::string("(('ViewDefinition [CoordinationView]'),'2;1')") : h.description) + ";\n";
   out += "FILE_NAME" + (h.name.empty() ? std::string("('','',(''),(''),'','','')") : h.name) + ";\n";
-  out += "FILE_SCHEMA" + (h.schema.empty() ? std::string("(('IFC4'))") : h.schema) + ";\n";
+  // A new model's header names its own schema.
+  const char* own = model.schema() && model.schema()->name() ? model.schema()->name() : "";
+  out += "FILE_SCHEMA" + (h.schema.empty() ? "(('" + std::string(own) + "'))" : h.schema) + ";\n";
   out += "ENDSEC;\nDATA;\n";
   char number[24];
   model.forEach([&](const QdDbObjectId& id, QdIfcEntityBase* object) {

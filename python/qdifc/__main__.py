@@ -9,9 +9,9 @@ import qdifc
 from qdifc import fleet, util
 
 
-def _open(path, any_schema):
+def _open(args):
     try:
-        return qdifc.open(path, any_schema=any_schema)
+        return qdifc.open(args.file, any_schema=args.any_schema, schema=args.schema)
     except qdifc.Error as e:
         print(f"qdifc: {e}", file=sys.stderr)
         sys.exit(1)
@@ -25,7 +25,7 @@ def _problems(path, model):
 
 def load(args):
     start = time.perf_counter()
-    model = _open(args.file, args.any_schema)
+    model = _open(args)
     seconds = time.perf_counter() - start
     counts = model.types()
     print(f"{args.file}: {len(model)} instances of {len(counts)} types, {len(model.problems)} problems")
@@ -37,7 +37,7 @@ def load(args):
 
 
 def check(args):
-    model = _open(args.file, args.any_schema)
+    model = _open(args)
     _problems(args.file, model)
     findings = model.check()
     for f in findings:
@@ -70,7 +70,7 @@ def _tree(node, depth):
 
 
 def tree(args):
-    model = _open(args.file, args.any_schema)
+    model = _open(args)
     roots = util.spatial_tree(model)
     if not roots:
         print(f"{args.file}: no IfcProject")
@@ -80,7 +80,7 @@ def tree(args):
 
 
 def main(argv=None):
-    parser = argparse.ArgumentParser(prog=os.environ.get("QDIFC_PROG", "python3 -m qdifc"), description="IFC4 files from Python")
+    parser = argparse.ArgumentParser(prog=os.environ.get("QDIFC_PROG", "python3 -m qdifc"), description="IFC files from Python")
     commands = parser.add_subparsers(dest="command", required=True)
     for name, run, text in (("load", load, "read a file: instances per type, problems, time"),
                             ("check", check, "every problem and every finding of the schema's rules"),
@@ -88,6 +88,7 @@ def main(argv=None):
         p = commands.add_parser(name, help=text)
         p.add_argument("file")
         p.add_argument("--any-schema", action="store_true", help="read a file of another schema anyway")
+        p.add_argument("--schema", help="read with the module of this schema instead of FILE_SCHEMA's")
         p.set_defaults(run=run)
     fleet.add_parser(commands)
     args = parser.parse_args(argv)

@@ -7,6 +7,8 @@
 #include <QdIfcCore/QdIfcClassTable.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcException.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
+#include <QdIfcCore/QdIfcRead.h>
 #include <QdIfcCore/QdIfcValidate.h>
 #include <QdIfcCore/QdSpfFilerBase.h>
 
@@ -160,30 +162,55 @@ py::object info(const Entity& e, bool recursive, int depth) {
   throw py::error_already_set();
 }
 
-ModelRef loadInto(ModelRef model, const std::function<QdIfcLoadReport(QdIfcModel&, const QdIfcLoadOptions&)>& load,
-                  bool anySchema, const py::object& progress) {
-  QdIfcLoadOptions options;
-  options.acceptOtherSchemas = anySchema;
+// A schema by name for Python: the default one for an empty name; qdifc.SchemaError
+// when there is no module for it.
+const QdIfcSchema* schemaNamed(const std::string& name) {
+  try {
+    return Module::schema(name);
+  } catch (const std::runtime_error& e) {
+    raiseError("SchemaError", e.what(), py::none());
+  }
+}
+
+// Reads a file or its text into a new model of the schema its FILE_SCHEMA names (or the
+// one forced), with the interpreter's lock released.
+ModelRef openModel(const std::function<QdIfcReadResult(const QdIfcReadOptions&)>& open, const std::string& schema,
+                   bool anySchema, const py::object& progress) {
+  QdIfcReadOptions options;
+  options.schema = schema;
+  options.load.acceptOtherSchemas = anySchema;
   if (!progress.is_none()) {
-    options.progress = [progress](uint64_t done, uint64_t total) {
+    options.load.progress = [progress](uint64_t done, uint64_t total) {
       py::gil_scoped_acquire gil;
       progress(done, total);
     };
   }
+  Module::start();  // the default module, for a file that names no schema
+  QdIfcReadResult opened;
   {
     py::gil_scoped_release nogil;
-    model->report = load(*model->model, options);
+    opened = open(options);
   }
-  const QdIfcLoadReport& r = model->report;
+  const QdIfcLoadReport& r = opened.report;
   py::object first = r.problems.empty() ? py::object(py::none()) : py::cast(r.problems.front());
   if (!r.opened) raiseError("FileError", "cannot read " + r.file, py::none());
-  if (r.schemaRefused)
+  const std::string what = r.file.empty() ? std::string("the data") : r.file;
+  if (!opened.model)
     raiseError("SchemaError",
-               (r.file.empty() ? std::string("the data") : r.file) + " is written in schema " +
-                   (r.schemas.empty() ? std::string("(none named)") : r.schemas.front()) +
-                   ", not IFC4 (any_schema=True reads it anyway)",
+               what + ": " + opened.error +
+                   (r.schemaRefused ? " (any_schema=True reads it as " + options.fallbackSchema + ")" : ""),
                first);
-  if (r.records == 0 && !r.problems.empty()) raiseError("ParseError", r.describe(r.problems.front()), first);
+  auto model = std::make_shared<ModelState>(std::move(opened.model));
+  model->report = std::move(opened.report);
+  const QdIfcLoadReport& read = model->report;
+  if (read.schemaRefused)
+    raiseError("SchemaError",
+               what + " is written in schema " +
+                   (read.schemas.empty() ? std::string("(none named)") : read.schemas.front()) + ", not " +
+                   model->model->schema()->name() + " (any_schema=True reads it anyway)",
+               first);
+  if (read.records == 0 && !read.problems.empty())
+    raiseError("ParseError", read.describe(read.problems.front()), first);
   return model;
 }
 
@@ -194,14 +221,15 @@ py::list entities(const ModelRef& m, const std::vector<QdDbObjectId>& ids) {
   return out;
 }
 
-const QdIfcEntityType* entityType(const std::string& name) {
-  const QdIfcEntityType* t = Module::schema()->findEntityType(name);
-  if (!t) throw py::value_error("no entity type '" + name + "' in " + Module::schema()->name());
+const QdIfcEntityType* entityType(const ModelRef& m, const std::string& name) {
+  const QdIfcSchema* schema = m->model->schema();
+  const QdIfcEntityType* t = schema->findEntityType(name);
+  if (!t) throw py::value_error("no entity type '" + name + "' in " + schema->name());
   return t;
 }
 
 py::list byType(const ModelRef& m, const std::string& name, bool subtypes) {
-  const QdIfcEntityType* t = entityType(name);
+  const QdIfcEntityType* t = entityType(m, name);
   const auto& lists = m->byType();
   if (!subtypes || t->treeIndex() == t->treeEnd()) return entities(m, lists[static_cast<size_t>(t->treeIndex())]);
   std::vector<QdDbObjectId> ids;
@@ -217,7 +245,7 @@ py::list byType(const ModelRef& m, const std::string& name, bool subtypes) {
 }
 
 py::object createEntity(const ModelRef& m, const std::string& name, const py::args& args, const py::kwargs& kwargs) {
-  const QdIfcEntityType* t = entityType(name);
+  const QdIfcEntityType* t = entityType(m, name);
   QdDbObjectId id = m->model->createInstance(t->typeName());
   if (id.isNull()) throw py::value_error("cannot make an instance of " + std::string(t->schemaName()));
   m->changed();
@@ -277,9 +305,9 @@ std::vector<AttributeInfo> attributeInfos(const QdIfcEntityType* type, bool all)
 // An enumeration or select of the schema by name: the type itself, or the one a
 // defined type of that name wraps; null if there is neither.
 template <class T>
-const T* namedType(const std::string& name, const T* (QdIfcNameType::*own)() const,
+const T* namedType(const QdIfcSchema* schema, const std::string& name, const T* (QdIfcNameType::*own)() const,
                    const T* (QdIfcDefinedType::*wrapped)() const noexcept) {
-  const QdIfcNameType* n = Module::schema()->findNameType(name);
+  const QdIfcNameType* n = schema->findNameType(name);
   if (!n) return nullptr;
   if (const T* t = (n->*own)()) return t;
   const QdIfcDefinedType* d = n->asDefinedType();
@@ -292,7 +320,7 @@ const T* namedType(const std::string& name, const T* (QdIfcNameType::*own)() con
 using namespace qdpy;
 
 PYBIND11_MODULE(_qdifc, m) {
-  m.doc() = "The IFC4 toolkit's Python binding (the qdifc package wraps it)";
+  m.doc() = "The IFC toolkit's Python binding (the qdifc package wraps it)";
   static py::exception<QdIfcException> error(m, "Error");
   g_error = error.ptr();
   // The translator's type is fixed by pybind11: it takes the pointer by value.
@@ -316,6 +344,7 @@ PYBIND11_MODULE(_qdifc, m) {
       },
       py::arg("module_path") = "");
   m.def("_stop_when_idle", &Module::stopWhenIdle);
+  m.def("_available_schemas", []() { return Module::registry().availableSchemas(); });
   m.def("_module_path", &Module::path);
 
   py::class_<QdSpfProblem>(m, "Problem")
@@ -421,9 +450,11 @@ PYBIND11_MODULE(_qdifc, m) {
       .def("__repr__", [](const QdIfcFinding& f) { return "<Finding " + qdIfcDescribe(f) + ">"; });
 
   py::class_<ModelState, std::shared_ptr<ModelState>>(m, "Model")
-      .def(py::init([]() { return std::make_shared<ModelState>(); }))
+      .def(py::init([](const std::string& schema) { return std::make_shared<ModelState>(schemaNamed(schema)); }),
+           py::arg("schema") = "")
       .def_property_readonly("problems", [](const ModelRef& s) { return s->report.problems; })
       .def_property_readonly("schema_names", [](const ModelRef& s) { return s->report.schemas; })
+      .def_property_readonly("schema_name", [](const ModelRef& s) { return std::string(s->model->schema()->name()); })
       .def_property_readonly("header",
                              [](const ModelRef& s) {
                                const QdSpfHeaderSection& h = s->model->header();
@@ -507,23 +538,19 @@ PYBIND11_MODULE(_qdifc, m) {
 
   m.def(
       "open",
-      [](const std::string& path, const py::object& progress, bool anySchema) {
-        return loadInto(
-            std::make_shared<ModelState>(),
-            [&](QdIfcModel& model, const QdIfcLoadOptions& o) { return qdIfcLoadFile(model, path, o); }, anySchema,
-            progress);
+      [](const std::string& path, const py::object& progress, bool anySchema, const std::string& schema) {
+        return openModel([&](const QdIfcReadOptions& o) { return qdIfcReadFile(path, Module::registry(), o); }, schema,
+                         anySchema, progress);
       },
-      py::arg("path"), py::arg("progress") = py::none(), py::arg("any_schema") = false);
+      py::arg("path"), py::arg("progress") = py::none(), py::arg("any_schema") = false, py::arg("schema") = "");
   m.def(
       "loads",
-      [](const py::object& data, const py::object& progress, bool anySchema) {
+      [](const py::object& data, const py::object& progress, bool anySchema, const std::string& schema) {
         std::string bytes = py::isinstance<py::str>(data) ? data.cast<std::string>() : std::string(py::bytes(data));
-        return loadInto(
-            std::make_shared<ModelState>(),
-            [&](QdIfcModel& model, const QdIfcLoadOptions& o) { return qdIfcLoad(model, bytes, o); }, anySchema,
-            progress);
+        return openModel([&](const QdIfcReadOptions& o) { return qdIfcRead(bytes, Module::registry(), o); }, schema,
+                         anySchema, progress);
       },
-      py::arg("data"), py::arg("progress") = py::none(), py::arg("any_schema") = false);
+      py::arg("data"), py::arg("progress") = py::none(), py::arg("any_schema") = false, py::arg("schema") = "");
 
   // ---- the dictionary ----
   py::class_<AttributeInfo>(m, "AttributeInfo")
@@ -538,52 +565,70 @@ PYBIND11_MODULE(_qdifc, m) {
                (a.inverse_of.empty() ? "" : " FOR " + a.inverse_of) + ">";
       });
 
-  m.def("_entity", [](const std::string& name) {
-    const QdIfcEntityType* t = Module::schema()->findEntityType(name);
-    if (!t) throw py::key_error("no entity type '" + name + "'");
-    std::vector<std::string> supertypes, subtypes;
-    for (const QdIfcEntityType* s = t->supertype(); s; s = s->supertype()) supertypes.push_back(s->schemaName());
-    for (const QdIfcEntityType* s : Module::schema()->entityTypeList())
-      if (s->supertype() == t) subtypes.push_back(s->schemaName());
-    return py::dict(py::arg("name") = t->schemaName(), py::arg("supertypes") = supertypes,
-                    py::arg("subtypes") = subtypes, py::arg("attributes") = attributeInfos(t, false),
-                    py::arg("all_attributes") = attributeInfos(t, true));
-  });
-  m.def("_type_names", [](const std::string& kind) {
-    std::vector<std::string> out;
-    const QdIfcSchema* s = Module::schema();
-    if (kind == "entity") {
-      for (const QdIfcEntityType* t : s->entityTypeList()) out.push_back(t->schemaName());
-      return out;
-    }
-    const Dictionary& d = s->nameTypes();
-    for (int i = 0; i < d.size(); ++i) {
-      const QdIfcNameType* n = d.valueAt(i) ? d.valueAt(i)->asNameType() : nullptr;
-      if (!n) continue;
-      const QdIfcDefinedType* def = n->asDefinedType();
-      bool isEnum = n->asEnumType() || (def && def->wrappedEnumeration());
-      bool isSelect = n->asSelectType() || (def && def->wrappedSelect());
-      if ((kind == "enumeration" && isEnum) || (kind == "select" && isSelect) ||
-          (kind == "defined" && def && !isEnum && !isSelect))
-        out.push_back(n->typeName());
-    }
-    return out;
-  });
-  m.def("_enumeration", [](const std::string& name) {
-    const QdIfcEnumerationType* e = namedType(name, &QdIfcNameType::asEnumType, &QdIfcDefinedType::wrappedEnumeration);
-    if (!e) throw py::key_error("no enumeration '" + name + "'");
-    std::vector<std::string> literals;
-    for (const QdAnsiString& l : e->literals()) literals.push_back(l.constStr());
-    return literals;
-  });
-  m.def("_select", [](const std::string& name) {
-    const QdIfcSelectType* s = namedType(name, &QdIfcNameType::asSelectType, &QdIfcDefinedType::wrappedSelect);
-    if (!s) throw py::key_error("no select '" + name + "'");
-    std::vector<std::string> members;
-    for (const QdIfcParameterType* t : s->members()) members.push_back(qdDictionaryName(t));
-    return members;
-  });
-  m.def("_schema_name", []() { return std::string(Module::schema()->name()); });
+  // The dictionary of a schema by name ("" the default module's), as qdifc.schema gives it.
+  m.def(
+      "_entity",
+      [](const std::string& name, const std::string& schema) {
+        const QdIfcSchema* dictionary = schemaNamed(schema);
+        const QdIfcEntityType* t = dictionary->findEntityType(name);
+        if (!t) throw py::key_error("no entity type '" + name + "' in " + dictionary->name());
+        std::vector<std::string> supertypes, subtypes;
+        for (const QdIfcEntityType* s = t->supertype(); s; s = s->supertype()) supertypes.push_back(s->schemaName());
+        for (const QdIfcEntityType* s : dictionary->entityTypeList())
+          if (s->supertype() == t) subtypes.push_back(s->schemaName());
+        return py::dict(py::arg("name") = t->schemaName(), py::arg("supertypes") = supertypes,
+                        py::arg("subtypes") = subtypes, py::arg("attributes") = attributeInfos(t, false),
+                        py::arg("all_attributes") = attributeInfos(t, true));
+      },
+      py::arg("name"), py::arg("schema") = "");
+  m.def(
+      "_type_names",
+      [](const std::string& kind, const std::string& schema) {
+        std::vector<std::string> out;
+        const QdIfcSchema* s = schemaNamed(schema);
+        if (kind == "entity") {
+          for (const QdIfcEntityType* t : s->entityTypeList()) out.push_back(t->schemaName());
+          return out;
+        }
+        const Dictionary& d = s->nameTypes();
+        for (int i = 0; i < d.size(); ++i) {
+          const QdIfcNameType* n = d.valueAt(i) ? d.valueAt(i)->asNameType() : nullptr;
+          if (!n) continue;
+          const QdIfcDefinedType* def = n->asDefinedType();
+          bool isEnum = n->asEnumType() || (def && def->wrappedEnumeration());
+          bool isSelect = n->asSelectType() || (def && def->wrappedSelect());
+          if ((kind == "enumeration" && isEnum) || (kind == "select" && isSelect) ||
+              (kind == "defined" && def && !isEnum && !isSelect))
+            out.push_back(n->typeName());
+        }
+        return out;
+      },
+      py::arg("kind"), py::arg("schema") = "");
+  m.def(
+      "_enumeration",
+      [](const std::string& name, const std::string& schema) {
+        const QdIfcEnumerationType* e =
+            namedType(schemaNamed(schema), name, &QdIfcNameType::asEnumType, &QdIfcDefinedType::wrappedEnumeration);
+        if (!e) throw py::key_error("no enumeration '" + name + "'");
+        std::vector<std::string> literals;
+        for (const QdAnsiString& l : e->literals()) literals.push_back(l.constStr());
+        return literals;
+      },
+      py::arg("name"), py::arg("schema") = "");
+  m.def(
+      "_select",
+      [](const std::string& name, const std::string& schema) {
+        const QdIfcSelectType* s =
+            namedType(schemaNamed(schema), name, &QdIfcNameType::asSelectType, &QdIfcDefinedType::wrappedSelect);
+        if (!s) throw py::key_error("no select '" + name + "'");
+        std::vector<std::string> members;
+        for (const QdIfcParameterType* t : s->members()) members.push_back(qdDictionaryName(t));
+        return members;
+      },
+      py::arg("name"), py::arg("schema") = "");
+  m.def(
+      "_schema_name", [](const std::string& schema) { return std::string(schemaNamed(schema)->name()); },
+      py::arg("schema") = "");
 
   defineHelpers(m);
 }

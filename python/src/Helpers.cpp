@@ -134,7 +134,8 @@ void addSets(BuildPropertyFn build, py::handle sets, bool psets, bool qtos, py::
 }
 
 py::dict psets(const Entity& e, bool psetsOnly, bool qtosOnly) {
-  auto build = reinterpret_cast<BuildPropertyFn>(Module::symbol("qdIfcBuildPropertyForSimple"));
+  auto build =
+      reinterpret_cast<BuildPropertyFn>(Module::symbol(e.model->model->schema(), "qdIfcBuildPropertyForSimple"));
   bool psets = !qtosOnly, qtos = !psetsOnly;
   py::dict out;
   QdIfcEntityBase* o = e.object();

@@ -1,13 +1,12 @@
-// The schema module's life in the Python process, and the indexes of a model.
+// The schema modules' life in the Python process, and the indexes of a model.
 #include "PyModel.h"
-
-#include "ModuleLoader.h"
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggrTemplates.h>
 #include <QdIfcCore/QdIfcClassTable.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcGUID.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
 
 #include <dlfcn.h>
 
@@ -22,32 +21,30 @@ namespace {
 
 struct ModuleState {
   std::mutex lock;
-  qdhost::ModuleLoader loader;
+  QdIfcModuleRegistry registry;
+  QdIfcModule* defaultModule = nullptr;
   size_t models = 0;
   bool stopAtLastModel = false;
+
+  ModuleState() {
+    // Beside the libraries of the build tree (<build>/python/qdifc -> <build>/lib) or of
+    // the installation, found from where this extension lies; the registry looks beside
+    // the core library first, which is the same folder where the extension finds it.
+    namespace fs = std::filesystem;
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&Module::start), &info) && info.dli_fname) {
+      const fs::path dir = fs::path(info.dli_fname).parent_path();
+      registry.addSearchPath((dir / ".." / ".." / "lib").lexically_normal().string());
+      registry.addSearchPath((dir / QDIFC_PY_TO_LIBDIR).lexically_normal().string());
+    }
+  }
 };
 
 ModuleState& state() {
-  // Never destroyed: the module is stopped explicitly, before the process tears down
-  // what the module's objects still use.
+  // Never destroyed: the modules are stopped explicitly, before the process tears down
+  // what the modules' objects still use.
   static ModuleState* s = new ModuleState;
   return *s;
-}
-
-// Where the module is looked for: beside the libraries of the build tree
-// (<build>/python/qdifc -> <build>/lib) or of the installation, found from where this
-// extension lies; then by the system's own search.
-std::string defaultPath() {
-  namespace fs = std::filesystem;
-  static const char* kFile = "libQdIfc4.so";
-  Dl_info info{};
-  std::error_code ec;
-  if (dladdr(reinterpret_cast<void*>(&defaultPath), &info) && info.dli_fname) {
-    fs::path dir = fs::path(info.dli_fname).parent_path();
-    for (const fs::path& candidate : {dir / ".." / ".." / "lib" / kFile, dir / QDIFC_PY_TO_LIBDIR / kFile})
-      if (fs::exists(candidate, ec)) return fs::weakly_canonical(candidate, ec).string();
-  }
-  return kFile;
 }
 
 }  // namespace
@@ -56,25 +53,45 @@ void Module::start(const std::string& path) {
   ModuleState& s = state();
   std::lock_guard<std::mutex> guard(s.lock);
   s.stopAtLastModel = false;
-  if (s.loader.loaded()) return;
-  if (!s.loader.load(path.empty() ? defaultPath() : path)) throw std::runtime_error(s.loader.error());
+  if (s.defaultModule) return;
+  std::string error;
+  s.defaultModule = path.empty() ? s.registry.module("IFC4", &error) : s.registry.loadLibrary(path, &error);
+  if (!s.defaultModule) throw std::runtime_error(error);
 }
 
-QdIfcSchema* Module::schema() {
+QdIfcModuleRegistry& Module::registry() { return state().registry; }
+
+QdIfcSchema* Module::schema(const std::string& name) {
   ModuleState& s = state();
-  if (!s.loader.loaded()) start();
-  return s.loader.schema();
+  if (name.empty()) {
+    if (!s.defaultModule) start();
+    return s.defaultModule->schema();
+  }
+  std::string error;
+  QdIfcSchema* schema = s.registry.schema(name, &error);
+  if (!schema) throw std::runtime_error(error);
+  return schema;
 }
 
-void* Module::symbol(const char* name) { return state().loader.symbol(name); }
+void* Module::symbol(const QdIfcSchema* schema, const char* name) {
+  QdIfcModule* m = state().registry.moduleOf(schema);
+  return m ? m->symbol(name) : nullptr;
+}
 
-const std::string& Module::path() { return state().loader.path(); }
+std::string Module::path() {
+  ModuleState& s = state();
+  return s.defaultModule ? s.defaultModule->path() : std::string();
+}
 
 void Module::stopWhenIdle() {
   ModuleState& s = state();
   std::lock_guard<std::mutex> guard(s.lock);
-  if (s.models == 0) s.loader.unload();
-  else s.stopAtLastModel = true;
+  if (s.models == 0) {
+    s.registry.unloadAll();
+    s.defaultModule = nullptr;
+  } else {
+    s.stopAtLastModel = true;
+  }
 }
 
 void Module::modelMade() {
@@ -86,13 +103,18 @@ void Module::modelMade() {
 void Module::modelGone() {
   ModuleState& s = state();
   std::lock_guard<std::mutex> guard(s.lock);
-  if (--s.models == 0 && s.stopAtLastModel) s.loader.unload();
+  if (--s.models == 0 && s.stopAtLastModel) {
+    s.registry.unloadAll();
+    s.defaultModule = nullptr;
+  }
 }
 
-ModelState::ModelState() {
-  model = std::make_unique<QdIfcModel>(Module::schema());
+ModelState::ModelState(const QdIfcSchema* schema) {
+  model = std::make_unique<QdIfcModel>(schema ? schema : Module::schema());
   Module::modelMade();
 }
+
+ModelState::ModelState(std::unique_ptr<QdIfcModel> read) : model(std::move(read)) { Module::modelMade(); }
 
 ModelState::~ModelState() {
   model.reset();

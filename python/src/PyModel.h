@@ -1,6 +1,6 @@
-// What the Python package holds: the schema module, started once per process; models,
-// each with the report of its load and the indexes Python asks for; and entities, each
-// a model and a handle.
+// What the Python package holds: the schema modules, each started once per process
+// through the core's registry; models, each with the report of its load and the indexes
+// Python asks for; and entities, each a model and a handle.
 #pragma once
 
 #include <QdIfcCore/QdDbObjectId.h>
@@ -15,6 +15,7 @@
 #include <vector>
 
 namespace QD_SDAI {
+class QdIfcModuleRegistry;
 class QdIfcClassTable;
 class QdIfcEntityBase;
 class QdIfcEntityType;
@@ -26,26 +27,37 @@ namespace qdpy {
 
 namespace py = pybind11;
 
-// The schema module as a host runs it: started on import, stopped when the interpreter
-// ends and no model is left (instances are objects of the module's classes).
+// The schema modules as a host runs them: the default one (IFC4, or the library given)
+// started on import, the others when a file or a name asks for them; all stopped when
+// the interpreter ends and no model is left (instances are objects of the modules'
+// classes).
 class Module {
  public:
-  // Starts the module if it is not running; throws qdifc.Error if it cannot.
+  // Starts the default module: the library at path, or IFC4's; throws
+  // std::runtime_error if it cannot.
   static void start(const std::string& path = {});
-  static QD_SDAI::QdIfcSchema* schema();
-  // The symbol of the running module, or null.
-  static void* symbol(const char* name);
+  // The registry the package's modules are loaded through.
+  static QD_SDAI::QdIfcModuleRegistry& registry();
+  // The schema of that name (any case), started if it is not; the default module's for
+  // an empty name. Throws std::runtime_error if there is no module for it.
+  static QD_SDAI::QdIfcSchema* schema(const std::string& name = {});
+  // The symbol of the module of a schema, or null.
+  static void* symbol(const QD_SDAI::QdIfcSchema* schema, const char* name);
   // At exit: stops now if no model is alive, else when the last one goes.
   static void stopWhenIdle();
   static void modelMade();
   static void modelGone();
-  static const std::string& path();
+  // The library of the default module.
+  static std::string path();
 };
 
 // A model and what Python keeps beside it. Entities share it, so a model lives as long
 // as any of its entities does.
 struct ModelState {
-  ModelState();
+  // An empty model of a schema (the default module's for null).
+  explicit ModelState(const QD_SDAI::QdIfcSchema* schema = nullptr);
+  // A model read already.
+  explicit ModelState(std::unique_ptr<QD_SDAI::QdIfcModel> read);
   ~ModelState();
   ModelState(const ModelState&) = delete;
   ModelState& operator=(const ModelState&) = delete;

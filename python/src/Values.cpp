@@ -279,13 +279,14 @@ void admitted(const DictionaryInstance* t, std::vector<const QdIfcEntityType*>& 
 
 // The variant type of a select's class, found through an attribute of some class that
 // holds the select itself (IfcValue: IfcPropertySingleValue.NominalValue); null if no
-// class does. Made once per start of the module.
-const QdIfcVariantType* selectClassType(const QdIfcSelectType* select) {
-  static const QdIfcSchema* madeFor = nullptr;
-  static std::unordered_map<const QdIfcSelectType*, const QdIfcVariantType*> types;
-  const QdIfcSchema* schema = Module::schema();
-  if (madeFor != schema) {
-    types.clear();
+// class does. Made once per schema, the first time one of its selects asks.
+const QdIfcVariantType* selectClassType(const QdIfcSchema* schema, const QdIfcSelectType* select) {
+  static std::unordered_map<const QdIfcSchema*, std::unordered_map<const QdIfcSelectType*, const QdIfcVariantType*>>
+      bySchema;
+  auto made = bySchema.find(schema);
+  if (made == bySchema.end()) {
+    made = bySchema.emplace(schema, std::unordered_map<const QdIfcSelectType*, const QdIfcVariantType*>()).first;
+    auto& types = made->second;
     for (const QdIfcEntityType* t : schema->entityTypeList()) {
       const QdIfcClassTable* table = t->classTable();
       if (!table) continue;
@@ -296,10 +297,9 @@ const QdIfcVariantType* selectClassType(const QdIfcSelectType* select) {
         if (s.kind == Shape::kSelect) types.emplace(s.select, &row.memberClass->selectType());
       }
     }
-    madeFor = schema;
   }
-  auto it = types.find(select);
-  return it == types.end() ? nullptr : it->second;
+  auto it = made->second.find(select);
+  return it == made->second.end() ? nullptr : it->second;
 }
 
 [[noreturn]] void fail(PyObject* kind, const std::string& attr, const std::string& takes, py::handle value) {
@@ -394,7 +394,7 @@ struct Writer {
     if (!py::isinstance<TypedValue>(v)) fail(PyExc_TypeError, attr, takes, v);
     const TypedValue& t = v.cast<const TypedValue&>();
     if (!s->underlyingTypeName(QdAnsiString(t.type.c_str()))) fail(PyExc_ValueError, attr, takes, v);
-    const QdIfcNameType* memberType = Module::schema()->findNameType(t.type);
+    const QdIfcNameType* memberType = owner.model->model->schema()->findNameType(t.type);
     Shape m = shapeOf(memberType);
     bool ok = false;
     switch (m.kind) {
@@ -462,7 +462,8 @@ struct Writer {
             values);
         if (values) {
           // Selects that take values: each element a select of its own class.
-          const QdIfcVariantType* type = element.kind == Shape::kSelect ? selectClassType(element.select) : nullptr;
+          const QdIfcVariantType* type =
+              element.kind == Shape::kSelect ? selectClassType(owner.model->model->schema(), element.select) : nullptr;
           if (!type) break;
           QdIfcArray<QdIfcVariant> out;
           for (py::handle e : seq) {

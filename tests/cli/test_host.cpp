@@ -1,10 +1,10 @@
 // The module as a host sees it: loaded at run time through its plain exports, and
 // the qdifc program's commands.
-#include "ModuleLoader.h"
 #include "RunQdifc.h"
 #include "SchemaView.h"
 
 #include <QdIfcCore/Dictionary.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@
 using namespace QD_SDAI;
 
 TEST(DynamicLoading, StartsReadsAndStopsTheModuleAsAHostDoes) {
-  qdhost::ModuleLoader loader;
+  QdIfcModule loader;
   ASSERT_TRUE(loader.load(QDIFC_TEST_MODULE_PATH)) << loader.error();
   QdIfcSchema* schema = loader.schema();
   ASSERT_NE(schema, nullptr);
@@ -45,7 +45,7 @@ TEST(DynamicLoading, StartsReadsAndStopsTheModuleAsAHostDoes) {
 }
 
 TEST(DynamicLoading, ReportsWhatIsWrong) {
-  qdhost::ModuleLoader loader;
+  QdIfcModule loader;
   EXPECT_FALSE(loader.load("/nonexistent/libQdIfc4.so"));
   EXPECT_NE(loader.error().find("/nonexistent/libQdIfc4.so"), std::string::npos);
   // A real library that is not a schema module.
@@ -68,7 +68,7 @@ std::vector<std::string> lines(const std::string& text) {
 TEST(Qdifc, DumpAgreesWithTheDictionaryItWalks) {
   // The counts line states the sizes of the three tables of the schema that the
   // module builds when loaded directly.
-  qdhost::ModuleLoader loader;
+  QdIfcModule loader;
   ASSERT_TRUE(loader.load(QDIFC_TEST_MODULE_PATH)) << loader.error();
   std::ostringstream direct;
   qdhost::dumpSchema(*loader.schema(), direct);
@@ -242,7 +242,7 @@ TEST(Qdifc, SelectsShowTheMembersOfTheirClassesInClassOrder) {
 // Each attribute line names the member the entity class holds, worked out from the
 // dictionary, and whether the loaded module's class writes it by name.
 TEST(Qdifc, EntitiesShowTheMemberOfEachAttribute) {
-  qdhost::ModuleLoader loader;
+  QdIfcModule loader;
   ASSERT_TRUE(loader.load(QDIFC_TEST_MODULE_PATH)) << loader.error();
   const QdIfcSchema& schema = *loader.schema();
   // Own attribute lines of one entity: name -> "member ..., writable|read-only".

@@ -3,11 +3,11 @@
 // demo building.
 #include "Demo.h"
 #include "FileCommands.h"
-#include "ModuleLoader.h"
 #include "RunQdifc.h"
 
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
 #include <QdIfcCore/QdSpfFile.h>
 
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ size_t compareBothWays(const QdIfcModel& model, const std::string& what) {
 
 TEST(PropertyCommands, PropertiesShowWhatGetAttrShowsOnEverySampleInstance) {
   if (!fs::is_directory(kCorpus)) GTEST_SKIP() << "no sample files at " << kCorpus;
-  qdhost::ModuleLoader module;
+  QdIfcModule module;
   ASSERT_TRUE(module.load(QDIFC_TEST_MODULE_PATH)) << module.error();
   size_t files = 0, instances = 0;
   for (const fs::directory_entry& e : fs::directory_iterator(kCorpus)) {

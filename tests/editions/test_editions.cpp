@@ -3,12 +3,11 @@
 // order, a select's members, an enumeration's literals, an inverse's bounds, abstract
 // types), and two modules loaded side by side in one process, each reading the same
 // text by its own schema.
-#include "ModuleLoader.h"
-
 #include <QdIfcCore/Consts.h>
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcEntityBase.h>
 #include <QdIfcCore/QdIfcModel.h>
+#include <QdIfcCore/QdIfcModuleRegistry.h>
 #include <QdIfcCore/QdSpfFile.h>
 
 #include <gtest/gtest.h>
@@ -64,7 +63,7 @@ class Editions : public ::testing::Test {
     ASSERT_TRUE(ifc2x3.load(QDIFC_TEST_IFC2X3_PATH)) << ifc2x3.error();
     ASSERT_TRUE(ifc4x3.load(QDIFC_TEST_IFC4X3_PATH)) << ifc4x3.error();
   }
-  qdhost::ModuleLoader ifc2x3, ifc4x3;
+  QdIfcModule ifc2x3, ifc4x3;
 };
 
 }  // namespace

@@ -26,7 +26,8 @@ namespace QD_SDAI {
 class QdIfcModel;
 
 struct QdIfcLoadOptions {
-  // Load a file whose FILE_SCHEMA is not IFC4 anyway (as far as its records are IFC4's).
+  // Load a file whose FILE_SCHEMA does not name the model's schema anyway (as far as
+  // its records are of the model's schema).
   bool acceptOtherSchemas = false;
   // Fill the inverse attributes after reading.
   bool linkInverses = true;
@@ -46,7 +47,7 @@ struct QDIFCCORE_API QdIfcLoadReport {
   std::vector<std::string> schemas;                      // the names in FILE_SCHEMA
   uint64_t records = 0;                                  // records read into instances
   uint64_t bytes = 0;
-  bool schemaRefused = false;  // FILE_SCHEMA is not IFC4 and the load stopped
+  bool schemaRefused = false;  // FILE_SCHEMA does not name the model's schema and the load stopped
   bool opened = true;          // false if the file could not be read
 
   bool ok() const noexcept { return opened && !schemaRefused && problems.empty(); }
@@ -55,14 +56,31 @@ struct QDIFCCORE_API QdIfcLoadReport {
 };
 
 // Reads the records of bytes into model (which should be empty and have a schema).
+// FILE_SCHEMA must name the model's schema (any case; IFC4X3 for IFC4X3_ADD2), unless
+// options.acceptOtherSchemas.
 QDIFCCORE_API QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes,
                                         const QdIfcLoadOptions& options = {});
 // The same for a file.
 QDIFCCORE_API QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path,
                                             const QdIfcLoadOptions& options = {});
 
-// The model as a file: the header kept from loading (or a default one), then every
-// instance in number order as "#id=NAME(...);".
+// What the header says of the schema, read without the records: the header is scanned
+// up to its FILE_SCHEMA record (blanks and comments anywhere between tokens, names
+// and keywords in any case), and a file is read only as far as that.
+struct QDIFCCORE_API QdSpfFileSchema {
+  std::vector<std::string> names;  // the strings of FILE_SCHEMA, in order, as spelled
+  bool found = false;              // FILE_SCHEMA was read to its closing parenthesis
+  bool opened = true;              // false if the file could not be read
+  std::string problem;             // why found is false: no FILE_SCHEMA, the text ends first
+};
+// The schema names of the header at the start of bytes.
+QDIFCCORE_API QdSpfFileSchema qdIfcReadFileSchema(std::string_view bytes);
+// The same for a file, reading only the first bytes of it (64 KiB, more only while the
+// header goes on, at most 4 MiB).
+QDIFCCORE_API QdSpfFileSchema qdIfcReadFileSchemaOfFile(const std::string& path);
+
+// The model as a file: the header kept from loading (or a default one, which names
+// the model's schema), then every instance in number order as "#id=NAME(...);".
 QDIFCCORE_API std::string qdIfcSaveText(QdIfcModel& model);
 // Writes qdIfcSaveText to path; false with a message in error when it cannot.
 QDIFCCORE_API bool qdIfcSaveFile(QdIfcModel& model, const std::string& path, std::string* error = nullptr);
