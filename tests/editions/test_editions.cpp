@@ -100,7 +100,8 @@ TEST_F(Editions, Ifc4x3DictionaryAsItsSchemaDeclaresIt) {
   EXPECT_EQ(literals(s, "IfcAlignmentHorizontalSegmentTypeEnum"),
             (std::vector<std::string>{"BLOSSCURVE", "CIRCULARARC", "CLOTHOID", "COSINECURVE", "CUBIC", "HELMERTCURVE",
                                       "LINE", "SINECURVE", "VIENNESEBEND"}));
-  EXPECT_EQ(memberNames(s, "IfcCurveMeasureSelect"), (std::vector<std::string>{"IfcLengthMeasure", "IfcParameterValue"}));
+  EXPECT_EQ(memberNames(s, "IfcCurveMeasureSelect"),
+            (std::vector<std::string>{"IfcLengthMeasure", "IfcParameterValue"}));
   // ContainedInStructure : SET [0:1] OF IfcRelContainedInSpatialStructure FOR RelatedElements
   const QdIfcInverseAttributeDefinition* contained = inverse(s, "IfcPositioningElement", "ContainedInStructure");
   ASSERT_NE(contained, nullptr);
