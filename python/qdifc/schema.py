@@ -18,6 +18,7 @@ class EntityType:
 
     def __init__(self, info):
         self.name = info["name"]
+        self.abstract = info["abstract"]  # instances only as instances of subtypes
         self.supertypes = list(info["supertypes"])  # nearest first
         self.subtypes = list(info["subtypes"])
         self.own_attributes = list(info["attributes"])

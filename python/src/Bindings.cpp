@@ -246,6 +246,8 @@ py::list byType(const ModelRef& m, const std::string& name, bool subtypes) {
 
 py::object createEntity(const ModelRef& m, const std::string& name, const py::args& args, const py::kwargs& kwargs) {
   const QdIfcEntityType* t = entityType(m, name);
+  if (t->isAbstract())
+    throw py::value_error(std::string(t->schemaName()) + " is abstract: make an instance of one of its subtypes");
   QdDbObjectId id = m->model->createInstance(t->typeName());
   if (id.isNull()) throw py::value_error("cannot make an instance of " + std::string(t->schemaName()));
   m->changed();
@@ -576,8 +578,9 @@ PYBIND11_MODULE(_qdifc, m) {
         for (const QdIfcEntityType* s = t->supertype(); s; s = s->supertype()) supertypes.push_back(s->schemaName());
         for (const QdIfcEntityType* s : dictionary->entityTypeList())
           if (s->supertype() == t) subtypes.push_back(s->schemaName());
-        return py::dict(py::arg("name") = t->schemaName(), py::arg("supertypes") = supertypes,
-                        py::arg("subtypes") = subtypes, py::arg("attributes") = attributeInfos(t, false),
+        return py::dict(py::arg("name") = t->schemaName(), py::arg("abstract") = t->isAbstract(),
+                        py::arg("supertypes") = supertypes, py::arg("subtypes") = subtypes,
+                        py::arg("attributes") = attributeInfos(t, false),
                         py::arg("all_attributes") = attributeInfos(t, true));
       },
       py::arg("name"), py::arg("schema") = "");

@@ -72,6 +72,15 @@ def test_the_dictionary():
         qdifc.schema.entity("IfcNoSuchThing")
 
 
+def test_abstract_types_have_no_instances_of_their_own():
+    assert qdifc.schema.entity("IfcRoot").abstract and not qdifc.schema.entity("IfcWall").abstract
+    model = qdifc.Model()
+    with pytest.raises(ValueError, match="IfcBuildingElement is abstract"):
+        model.create_entity("IfcBuildingElement", Name="x")
+    assert len(model) == 0
+    assert model.create_entity("IfcWall").is_a("IfcBuildingElement")
+
+
 def test_an_inverse_attribute_names_the_attribute_it_inverts():
     contained = qdifc.schema.entity("IfcWall").attribute("ContainedInStructure")
     assert (contained.kind, contained.optional, contained.owner) == ("inverse", True, "IfcElement")
