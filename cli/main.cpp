@@ -1,5 +1,6 @@
 // qdifc: a command-line host of the schema modules.
 #include "CommandSupport.h"
+#include "CountCommand.h"
 #include "FileCommands.h"
 #include "FleetCommand.h"
 #include "HugePages.h"
@@ -23,6 +24,7 @@ const char* kUsage =
     "  schema NAME      show one type of the IFC4 dictionary (any case; --schema S: of S's)\n"
     "  schema --dump    print the whole dictionary in the tab-separated dump format\n"
     "  load FILE        read a file; instances per type, problems, time and memory\n"
+    "  count FILE       instances per type from the record index alone; #ID: one record's text\n"
     "  check FILE       read a file, check it against the schema, list every problem\n"
     "  convert IN OUT   read IN and write the model to OUT\n"
     "  show FILE #ID    an instance's attributes by name, and its inverse links\n"
@@ -123,6 +125,7 @@ int main(int argc, char** argv) {
   }
   if (command == "schema") return runSchema(rest, modulePath);
   if (command == "load") return qdhost::runLoad(rest, modulePath);
+  if (command == "count") return qdhost::runCount(rest, modulePath);
   if (command == "check") return qdhost::runCheck(rest, modulePath);
   if (command == "convert") return qdhost::runConvert(rest, modulePath);
   if (command == "show") return qdhost::runShow(rest, modulePath);
