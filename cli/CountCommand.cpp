@@ -9,14 +9,10 @@
 
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcRead.h>
+#include <QdIfcCore/QdSpfFile.h>
 #include <QdIfcCore/QdSpfRecordIndex.h>
 
-#include <fcntl.h>
 #include <strings.h>
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -35,39 +31,6 @@ const char* kCountUsage =
     "  instances per type, from the file's record index alone (no instance is made)\n"
     "  #ID          the text of that record\n"
     "  --type NAME  the numbers of the records of that type (not of its subtypes)\n";
-
-// A regular file mapped for reading; empty when it cannot be.
-class MappedFile {
- public:
-  explicit MappedFile(const std::string& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
-    struct stat st {};
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
-      void* p = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-      if (p != MAP_FAILED) {
-        m_data = static_cast<const char*>(p);
-        m_size = static_cast<size_t>(st.st_size);
-        madvise(p, m_size, MADV_SEQUENTIAL);
-      }
-    }
-    m_opened = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-    ::close(fd);
-  }
-  ~MappedFile() {
-    if (m_data) munmap(const_cast<char*>(m_data), m_size);
-  }
-  MappedFile(const MappedFile&) = delete;
-  MappedFile& operator=(const MappedFile&) = delete;
-
-  bool opened() const noexcept { return m_opened; }
-  std::string_view bytes() const noexcept { return {m_data ? m_data : "", m_size}; }
-
- private:
-  const char* m_data = nullptr;
-  size_t m_size = 0;
-  bool m_opened = false;
-};
 
 }  // namespace
 
@@ -96,7 +59,7 @@ int runCount(const std::vector<std::string>& args, const std::string& modulePath
   if (file.empty()) return usage("count", "give one FILE", kCountUsage);
   if (id && !typeName.empty()) return usage("count", "give #ID or --type, not both", kCountUsage);
 
-  MappedFile mapped(file);
+  const QdSpfMappedFile mapped(file);
   if (!mapped.opened()) {
     std::cerr << "qdifc: cannot read " << file << '\n';
     return 1;

@@ -552,46 +552,29 @@ QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes, const QdIfc
   return report;
 }
 
-namespace {
-
-// A regular file's bytes mapped for reading, so that a load reads the page cache in
-// place: no copy, and no fresh pages for the kernel to clear. Empty (not mapped) for an
-// empty file, or one that is not a regular file, or where mapping fails.
-class MappedBytes {
- public:
-  explicit MappedBytes(const std::string& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
-    struct stat st {};
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
-      void* p = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-      if (p != MAP_FAILED) {
-        m_data = static_cast<const char*>(p);
-        m_size = static_cast<size_t>(st.st_size);
-        madvise(p, m_size, MADV_SEQUENTIAL);
-      }
+QdSpfMappedFile::QdSpfMappedFile(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return;
+  struct stat st {};
+  m_opened = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+  if (m_opened && st.st_size > 0) {
+    void* p = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+    if (p != MAP_FAILED) {
+      m_data = static_cast<const char*>(p);
+      m_size = static_cast<size_t>(st.st_size);
+      madvise(p, m_size, MADV_SEQUENTIAL);
     }
-    ::close(fd);
   }
-  ~MappedBytes() {
-    if (m_data) munmap(const_cast<char*>(m_data), m_size);
-  }
-  MappedBytes(const MappedBytes&) = delete;
-  MappedBytes& operator=(const MappedBytes&) = delete;
+  ::close(fd);
+}
 
-  bool mapped() const noexcept { return m_data != nullptr; }
-  std::string_view bytes() const noexcept { return {m_data, m_size}; }
-
- private:
-  const char* m_data = nullptr;
-  size_t m_size = 0;
-};
-
-}  // namespace
+QdSpfMappedFile::~QdSpfMappedFile() {
+  if (m_data) munmap(const_cast<char*>(m_data), m_size);
+}
 
 QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path, const QdIfcLoadOptions& options) {
   // The model copies what it keeps of the bytes, so the mapping ends with the load.
-  if (MappedBytes mapped(path); mapped.mapped()) {
+  if (QdSpfMappedFile mapped(path); mapped.mapped()) {
     QdIfcLoadReport report = qdIfcLoad(model, mapped.bytes(), options);
     report.file = path;
     return report;

@@ -55,6 +55,28 @@ struct QDIFCCORE_API QdIfcLoadReport {
   std::string describe(const QdSpfProblem& p) const;
 };
 
+// A regular file's bytes, mapped for reading: the page cache read in place, with no copy
+// and no fresh pages for the kernel to clear. Not mapped (mapped() false, bytes() empty)
+// for a file that is empty, is not a regular file, or cannot be opened or mapped;
+// opened() says whether the path is a regular file that could be opened. The bytes
+// live as long as the object.
+class QDIFCCORE_API QdSpfMappedFile {
+ public:
+  explicit QdSpfMappedFile(const std::string& path);
+  ~QdSpfMappedFile();
+  QdSpfMappedFile(const QdSpfMappedFile&) = delete;
+  QdSpfMappedFile& operator=(const QdSpfMappedFile&) = delete;
+
+  bool opened() const noexcept { return m_opened; }
+  bool mapped() const noexcept { return m_data != nullptr; }
+  std::string_view bytes() const noexcept { return {m_data ? m_data : "", m_size}; }
+
+ private:
+  const char* m_data = nullptr;
+  size_t m_size = 0;
+  bool m_opened = false;
+};
+
 // Reads the records of bytes into model (which should be empty and have a schema).
 // FILE_SCHEMA must name the model's schema (any case; IFC4X3 for IFC4X3_ADD2), unless
 // options.acceptOtherSchemas.
