@@ -591,6 +591,9 @@ def extract(sources, out, *, scheduler=None, workers=None, client=None, sqlite=N
         state.done = state.skipped
         if todo:
             _run(todo, out, state, scheduler, workers, client, memory_limit, progress)
+            # A worker killed while it wrote leaves its temporary behind; with every task
+            # over, nothing but this run (which holds the lock) writes here.
+            _remove_temporaries(out)
     finally:
         lock.close()
     if sqlite:
