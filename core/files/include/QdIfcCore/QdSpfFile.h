@@ -31,6 +31,9 @@ struct QdIfcLoadOptions {
   bool acceptOtherSchemas = false;
   // Fill the inverse attributes after reading.
   bool linkInverses = true;
+  // Threads that read the records: 1 reads them in order on the calling thread; 0
+  // chooses (one for a small file, else one per core).
+  unsigned threads = 0;
   // What a file may ask of the reader: depth of lists, length of strings and
   // records, parameters per record, and memory for the whole file.
   QdSpfLimits limits;
