@@ -23,6 +23,7 @@ struct Parsed {
   std::vector<std::string> files;
   std::string schema;  // --schema NAME: the schema to read with instead of FILE_SCHEMA's
   bool anySchema = false;
+  unsigned threads = 0;  // --threads N: the threads that read the records (0: the reader chooses)
   bool viaProperties = false;
   bool help = false;
   std::string error;
@@ -54,6 +55,7 @@ struct LoadedFile {
   std::unique_ptr<QD_SDAI::QdIfcModel> model;
   QD_SDAI::QdIfcLoadReport report;
   double seconds = 0;
+  unsigned threads = 0;  // the threads that read the records (0: the reader chooses)
 
   // Picks and starts the module (the one at modulePath if given, else that of
   // schema if given, else the file's) and reads path; prints the load's own failures

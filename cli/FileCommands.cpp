@@ -34,10 +34,12 @@ constexpr int kUsageError = 2;
   "  --schema NAME  read with the module of schema NAME (any case: IFC2X3, IFC4, IFC4X3)\n" \
   "                 instead of the one FILE_SCHEMA names\n"                                 \
   "  --any-schema   read the records even if FILE_SCHEMA names another schema than the\n"   \
-  "                 module's, or only schemas without a module (then with IFC4's)\n"
+  "                 module's, or only schemas without a module (then with IFC4's)\n"        \
+  "  --threads N    read the records with N threads (default: one per core for a file\n"    \
+  "                 of 16 MB or more, else one)\n"
 
 const char* kLoadUsage =
-    "usage: qdifc load FILE [--schema NAME] [--any-schema]\n"
+    "usage: qdifc load FILE [--schema NAME] [--any-schema] [--threads N]\n"
     "\n"
     "Reads FILE into a model and prints the instances per type, the problems found,\n"
     "the time taken, the speed and the peak memory. Exit status 1 if there were problems.\n"
@@ -84,6 +86,12 @@ Parsed parse(const std::vector<std::string>& args, bool viaProperties) {
     else if (a == "--schema" && i + 1 < args.size()) p.schema = args[++i];
     else if (a == "--schema") p.error = "--schema needs a schema name";
     else if (a.rfind("--schema=", 0) == 0) p.schema = a.substr(9);
+    else if (a == "--threads" && i + 1 < args.size()) {
+      const std::string& n = args[++i];
+      if (n.empty() || n.size() > 3 || n.find_first_not_of("0123456789") != std::string::npos || std::stoul(n) == 0)
+        p.error = "--threads needs a number from 1 to 999";
+      else p.threads = static_cast<unsigned>(std::stoul(n));
+    } else if (a == "--threads") p.error = "--threads needs a number";
     else if (viaProperties && a == "--via-properties") p.viaProperties = true;
     else if (!a.empty() && a[0] == '-') p.error = "unknown option " + a;
     else p.files.push_back(a);
@@ -151,6 +159,7 @@ bool LoadedFile::load(const std::string& modulePath, const std::string& path, bo
                       const std::string& schema) {
   QdIfcReadOptions options;
   options.load.acceptOtherSchemas = anySchema;
+  options.load.threads = threads;
   options.schema = schema;
   if (!modulePath.empty()) {
     // The module given is the one to read with, whatever the file names.
@@ -269,6 +278,7 @@ int runShow(const std::vector<std::string>& args, const std::string& modulePath)
   uint64_t id = 0;
   if (!parseInstanceId(p.files[1], id)) return usage("show", "#ID must be an instance number such as #12", kShowUsage);
   LoadedFile f;
+  f.threads = p.threads;
   if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   QdIfcEntityBase* object = f.instance(id, p.files[0]);
   if (!object) return 1;
@@ -296,7 +306,7 @@ std::string renderInstance(const QdIfcEntityBase& object, uint64_t id) {
 int runLoad(const std::vector<std::string>& args, const std::string& modulePath) {
   Parsed p;
   if (int status = arguments(args, "load", kLoadUsage, 1, "give one FILE", p); status >= 0) return status;
-  return loadAndSummarise(p.files[0], p.anySchema, modulePath, p.schema);
+  return loadAndSummarise(p.files[0], p.anySchema, modulePath, p.schema, p.threads);
 }
 
 int runDemo(const std::vector<std::string>& args, const std::string& modulePath) {
@@ -321,9 +331,10 @@ int runDemo(const std::vector<std::string>& args, const std::string& modulePath)
   return loadAndSummarise(p.files[0], false, modulePath);
 }
 
-int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath,
-                     const std::string& schema) {
+int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath, const std::string& schema,
+                     unsigned threads) {
   LoadedFile f;
+  f.threads = threads;
   if (!f.load(modulePath, path, anySchema, schema)) return 1;
 
   std::vector<std::pair<std::string, uint64_t>> counts = f.report.counts;
@@ -339,6 +350,11 @@ int loadAndSummarise(const std::string& path, bool anySchema, const std::string&
                 f.seconds > 0 ? static_cast<double>(f.report.records) / f.seconds : 0.0,
                 static_cast<double>(usage.ru_maxrss) / 1024.0);
   std::cout << line;
+  std::snprintf(
+      line, sizeof line, "model %.1f MB: objects, aggregates and strings %.1f MB, table of instances %.1f MB\n",
+      static_cast<double>(f.model->arena().used() + f.model->bookkeepingBytes()) / 1e6,
+      static_cast<double>(f.model->arena().used()) / 1e6, static_cast<double>(f.model->bookkeepingBytes()) / 1e6);
+  std::cout << line;
   if (!f.report.problems.empty()) printProblems(f.report, 20, std::cout);
   return f.report.problems.empty() ? 0 : 1;
 }
@@ -347,6 +363,7 @@ int runCheck(const std::vector<std::string>& args, const std::string& modulePath
   Parsed p;
   if (int status = arguments(args, "check", kCheckUsage, 1, "give one FILE", p); status >= 0) return status;
   LoadedFile f;
+  f.threads = p.threads;
   if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   printProblems(f.report, f.report.problems.size(), std::cout);
   // Reading checks the types of references already, with the place in the file.
@@ -364,6 +381,7 @@ int runConvert(const std::vector<std::string>& args, const std::string& modulePa
   Parsed p;
   if (int status = arguments(args, "convert", kConvertUsage, 2, "give IN and OUT", p); status >= 0) return status;
   LoadedFile f;
+  f.threads = p.threads;
   if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   printProblems(f.report, 20, std::cerr);
   std::string error;

@@ -18,7 +18,7 @@ int runCheck(const std::vector<std::string>& args, const std::string& modulePath
 int runDemo(const std::vector<std::string>& args, const std::string& modulePath);
 // Loads path and prints the summary of qdifc load.
 int loadAndSummarise(const std::string& path, bool anySchema, const std::string& modulePath,
-                     const std::string& schema = {});
+                     const std::string& schema = {}, unsigned threads = 0);
 int runShow(const std::vector<std::string>& args, const std::string& modulePath);
 // An instance's attributes by name, one a line, as qdifc show prints them.
 std::string renderInstance(const QD_SDAI::QdIfcEntityBase& object, uint64_t id);

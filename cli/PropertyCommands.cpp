@@ -195,6 +195,7 @@ int runTree(const std::vector<std::string>& args, const std::string& modulePath)
   Parsed p;
   if (int status = arguments(args, "tree", kTreeUsage, 1, "give one FILE", p); status >= 0) return status;
   LoadedFile f;
+  f.threads = p.threads;
   if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   const QdIfcEntityType* project = f.model->schema()->findEntityType("IfcProject");
   std::set<uint64_t> seen;
@@ -299,6 +300,7 @@ int runProps(const std::vector<std::string>& args, const std::string& modulePath
   if (!parseInstanceId(p.files[1], id))
     return usage("props", "#ID must be an instance number such as #12", kPropsUsage);
   LoadedFile f;
+  f.threads = p.threads;
   if (!f.load(modulePath, p.files[0], p.anySchema, p.schema)) return 1;
   auto build = reinterpret_cast<BuildPropertyFn>(f.module->symbol("qdIfcBuildPropertyForSimple"));
   if (!build) {

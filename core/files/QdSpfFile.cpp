@@ -18,48 +18,22 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <unordered_map>
-
-// Where the heap's use is known: from the sanitizers' allocator when it stands in for
-// malloc, otherwise from glibc.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QDIFC_HEAP_FROM_SANITIZER 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define QDIFC_HEAP_FROM_SANITIZER 1
-#endif
-#if defined(QDIFC_HEAP_FROM_SANITIZER)
-// The sanitizer runtime's own count of the heap in use (its allocator replaces malloc's).
-extern "C" size_t __sanitizer_get_current_allocated_bytes();  // NOLINT(bugprone-reserved-identifier)
-#elif defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 33)
-#include <malloc.h>
-#define QDIFC_HEAP_FROM_GLIBC 1
-#endif
 
 namespace QD_SDAI {
 
 namespace {
-
-// Bytes of heap the process holds now, or 0 where that is not known.
-uint64_t heapInUse() noexcept {
-#if defined(QDIFC_HEAP_FROM_SANITIZER)
-  return __sanitizer_get_current_allocated_bytes();
-#elif defined(QDIFC_HEAP_FROM_GLIBC)
-  struct mallinfo2 m = mallinfo2();
-  return m.uordblks + m.hblkhd;
-#else
-  return 0;
-#endif
-}
 
 uint64_t saturatingProduct(uint64_t a, uint64_t b) noexcept {
   uint64_t r = 0;
@@ -182,6 +156,20 @@ Scan scanFileSchema(const char* p, const char* end, QdSpfFileSchema& out) {
   }
 }
 
+// The parameters of a record into object, the filer at the record's '(', then the
+// record's end: anything before its ')' is one parameter too many.
+void readBody(QdSpfFilerBase& filer, QdIfcEntityBase* object) {
+  filer.setPosition(filer.position() + 1);
+  object->inFields(&filer);
+  if (filer.peek() != ')') {
+    if (filer.peek() == ',' && !filer.recordEnded()) filer.problem("')' after the last parameter", "more parameters");
+    else if (!filer.recordEnded()) filer.problem("')'", filer.sampleAt(filer.position()));
+    return;
+  }
+  filer.setPosition(filer.position() + 1);
+  if (filer.peek() != ';') filer.problem("';'", filer.sampleAt(filer.position()));
+}
+
 // The record reader: the keywords and frames of the file around the parameter
 // lists, which the filer reads.
 class Loader {
@@ -192,9 +180,10 @@ class Loader {
         m_builder(m_index, bytes, options.limits, &m_filer.problems()),
         m_options(options),
         m_report(report),
-        m_heapAtStart(heapInUse()),
         m_memoryBudget(saturatingAdd(saturatingProduct(options.limits.memoryPerFileByte, bytes.size()),
-                                     options.limits.memoryAllowance)) {}
+                                     options.limits.memoryAllowance)) {
+    m_filer.setArena(&model.arena());
+  }
 
   void run() {
     // A byte order mark is not part of the format, but some writers put one first.
@@ -207,6 +196,8 @@ class Loader {
     }
     if (!header()) return;
     bool anyData = false;
+    // The instances, their aggregates and strings go into the model's arena.
+    QdIfcArena::Scope scope(&m_model.arena());
     while (!m_stopped && keyword("DATA")) {
       anyData = true;
       if (m_filer.peek() == '(') m_filer.skipParameter();  // a data section's own parameters
@@ -355,11 +346,12 @@ class Loader {
     return t.type;
   }
 
-  // Whether the heap has grown past the budget since the load began; if so, one
-  // problem, and the rest of the file is not read.
+  // Whether the model's memory (its arena, its slots and tables) and the index have
+  // grown past the budget since the load began; if so, one problem, and the rest of the
+  // file is not read. What other threads allocate meanwhile does not count.
   bool overBudget() {
-    const uint64_t now = heapInUse();
-    const uint64_t grown = now > m_heapAtStart ? now - m_heapAtStart : 0;
+    const uint64_t now = m_model.arena().used() + m_model.bookkeepingBytes() + m_index.bytes();
+    const uint64_t grown = now > m_atStart ? now - m_atStart : 0;
     if (grown <= m_memoryBudget) return false;
     m_filer.beginRecord(0);
     m_filer.problem("at most " + std::to_string(m_memoryBudget) + " bytes of memory for a file of " +
@@ -372,6 +364,10 @@ class Loader {
   // The records of a DATA section, each indexed and then read from its range at once,
   // while its bytes are in cache; the index's problems come in order among the reader's.
   void data() {
+    if (const unsigned n = threads(); n > 1) {
+      parallelData(n);
+      return;
+    }
     const uint64_t total = static_cast<uint64_t>(m_filer.end() - m_filer.begin());
     m_builder.setPosition(static_cast<uint64_t>(m_filer.position() - m_filer.begin()));
     uint64_t checked = m_builder.position();
@@ -397,25 +393,19 @@ class Loader {
     }
   }
 
-  // Reads an indexed record into a new instance; false if none was made.
-  bool record(const QdSpfRecordIndex::Record& r) {
+  // The head of an indexed record, "#id=NAME(": its entity type, with the filer bound
+  // to the record and standing at its '('. Null, with the problem told, for a record
+  // that is not read; the filer is then bound to the record still.
+  const QdIfcEntityType* head(const QdSpfRecordIndex::Record& r) {
     const char* start = m_filer.begin() + r.begin;
     const char* recordEnd = start + r.length;
     const char* p = start + 1;
     while (p < recordEnd && spf::isDigit(*p)) ++p;
     m_filer.beginRecord(r.id, p, recordEnd);
-    const bool made = readRecord(start, r);
-    m_filer.endRecord();
-    return made;
-  }
-
-  // What follows "#id" up to the ';', the filer bound to the record's bytes. A record
-  // that is not read ends here: the builder is past it already.
-  bool readRecord(const char* start, const QdSpfRecordIndex::Record& r) {
-    if (!expect('=')) return false;
+    if (!expect('=')) return nullptr;
     if (m_filer.peek() == '(') {
       m_filer.problem("a simple record", "an external mapping (complex) record, which is skipped");
-      return false;
+      return nullptr;
     }
     const char* at = m_filer.position();
     std::string_view name = word();
@@ -424,34 +414,210 @@ class Loader {
     if (!type) {
       m_filer.problemAt(at, "an " + schemaName() + " entity type",
                         name.empty() ? m_filer.sampleAt(at) : std::string(name));
-      return false;
+      return nullptr;
     }
     if (m_filer.peek() != '(') {
       m_filer.problem("'('", m_filer.sampleAt(m_filer.position()));
-      return false;
+      return nullptr;
     }
-    std::unique_ptr<QdIfcEntityBase> object(type->createInstance());
-    if (!object) return false;
-    QdDbObjectId handle = m_model.addInstance(object.get(), r.id);
-    if (handle.isNull()) {
-      m_filer.problemAt(start, "a new instance name", "#" + std::to_string(r.id) + " again");
-      return false;
+    return type;
+  }
+
+  // Reads an indexed record into a new instance; false if none was made.
+  bool record(const QdSpfRecordIndex::Record& r) {
+    const QdIfcEntityType* type = head(r);
+    bool made = false;
+    if (type) {
+      std::unique_ptr<QdIfcEntityBase> object(type->createInstance());
+      if (object && m_model.addInstance(object.get(), r.id).isNull()) {
+        m_filer.problemAt(m_filer.begin() + r.begin, "a new instance name", "#" + std::to_string(r.id) + " again");
+      } else if (object) {
+        made = true;
+        ++m_counts[type];
+        ++m_report.records;
+        readBody(m_filer, object.release());
+      }
     }
-    QdIfcEntityBase* o = object.release();
-    m_filer.setPosition(m_filer.position() + 1);
-    o->inFields(&m_filer);
-    ++m_counts[type];
-    ++m_report.records;
-    // The record ends here: anything before its ')' is one parameter too many.
-    if (m_filer.peek() != ')') {
-      if (m_filer.peek() == ',' && !m_filer.recordEnded())
-        m_filer.problem("')' after the last parameter", "more parameters");
-      else if (!m_filer.recordEnded()) m_filer.problem("')'", m_filer.sampleAt(m_filer.position()));
-      return true;
+    m_filer.endRecord();
+    return made;
+  }
+
+  // ---- reading with several threads ----
+
+  // A record whose head has been read: its place in the index, and where its '(' is.
+  struct Work {
+    uint32_t record;  // in the index (below 2^32: a record is at least 5 bytes, and so is a problem)
+    uint32_t paren;   // offset of the '(' in the record
+  };
+  // What the records of one chunk gave.
+  struct ChunkResult {
+    std::vector<QdSpfProblem> problems;
+    std::vector<size_t> unread;
+    bool done = false;
+  };
+
+  // The threads that read records: what the options ask, else one per core for a file
+  // of some size.
+  unsigned threads() const {
+    if (m_options.threads) return std::min(m_options.threads, 256u);
+    const uint64_t bytes = static_cast<uint64_t>(m_filer.end() - m_filer.begin());
+    return bytes >= (uint64_t{16} << 20) ? std::clamp(std::thread::hardware_concurrency(), 1u, 16u) : 1u;
+  }
+
+  // A DATA section read by several threads. The section is indexed first; then, on this
+  // thread and in file order, each record's head is read, its type found and its number
+  // given a slot, which the record claims (a name used again is told here, as the serial
+  // reader tells it). Then the threads take chunks of the claimed records in turn, each
+  // into its own arena and with its own filer, placing each object into its slot; a
+  // reference to a number without a slot gets one under the model's lock. Problems are
+  // kept per chunk and joined in chunk order, which is file order.
+  void parallelData(unsigned threadCount) {
+    m_builder.setPosition(static_cast<uint64_t>(m_filer.position() - m_filer.begin()));
+    const size_t first = m_index.size();
+    for (;;) {
+      const QdSpfRecordIndex::Step step = m_builder.next();
+      m_filer.beginRecord(m_builder.instance());
+      if (step != QdSpfRecordIndex::Step::kRecord && step != QdSpfRecordIndex::Step::kSkipped) break;
     }
-    m_filer.setPosition(m_filer.position() + 1);
-    if (m_filer.peek() != ';') m_filer.problem("';'", m_filer.sampleAt(m_filer.position()));
-    return true;
+    const char* sectionEnd = m_filer.begin() + m_builder.position();
+    if (overBudget()) return;
+
+    const std::vector<QdSpfRecordIndex::Record>& records = m_index.records();
+    std::vector<Work> work;
+    work.reserve(records.size() - first);
+    for (size_t i = first; i < records.size(); ++i) {
+      const QdSpfRecordIndex::Record& r = records[i];
+      const QdIfcEntityType* type = head(r);
+      if (type && !QdIfcModel::claim(m_model.handleFor(r.id))) {
+        m_filer.problemAt(m_filer.begin() + r.begin, "a new instance name", "#" + std::to_string(r.id) + " again");
+        type = nullptr;
+      }
+      if (type)
+        work.push_back(
+            {static_cast<uint32_t>(i), static_cast<uint32_t>(m_filer.position() - m_filer.begin() - r.begin)});
+      else m_unread.push_back(i);
+      m_filer.endRecord();
+    }
+
+    const size_t chunk = std::clamp<size_t>(work.size() / (threadCount * 16) + 1, 64, 16384);
+    const size_t chunks = (work.size() + chunk - 1) / chunk;
+    std::vector<ChunkResult> results(chunks);
+    std::vector<std::unique_ptr<QdIfcArena>> arenas(threadCount);
+    std::vector<std::unordered_map<const QdIfcEntityType*, uint64_t>> counts(threadCount);
+    std::vector<uint64_t> placed(threadCount, 0);
+    std::atomic<size_t> nextChunk{0}, chunksDone{0};
+    std::atomic<uint64_t> grown{0};
+    std::atomic<bool> stop{false};
+    std::exception_ptr failure;
+    std::mutex failureLock;
+    const uint64_t total = static_cast<uint64_t>(m_filer.end() - m_filer.begin());
+    const uint64_t budget = m_memoryBudget;
+    // The budget counts what the threads' arenas take on top of what is there now.
+    const uint64_t before =
+        m_model.arena().used() + m_model.bookkeepingBytes() + m_index.bytes() + work.capacity() * sizeof(Work);
+    const uint64_t atStart = m_atStart;
+
+    auto worker = [&](unsigned t) {
+      QdIfcArena* arena = &m_model.arena();
+      if (t != 0) arena = (arenas[t] = std::make_unique<QdIfcArena>()).get();
+      QdIfcArena::Scope scope(arena);
+      QdSpfFilerBase filer(m_filer.begin(), m_filer.end(), &m_model);
+      filer.setArena(arena);
+      size_t arenaSeen = arena->used();
+      try {
+        for (size_t c; !stop.load(std::memory_order_relaxed) && (c = nextChunk.fetch_add(1)) < chunks;) {
+          ChunkResult& out = results[c];
+          const size_t to = std::min(work.size(), (c + 1) * chunk);
+          for (size_t i = c * chunk; i < to; ++i) {
+            const QdSpfRecordIndex::Record& r = records[work[i].record];
+            const QdIfcEntityType* type = m_types[r.type].type;
+            const QdDbObjectId handle = m_model.find(r.id);
+            filer.beginRecord(r.id, filer.begin() + r.begin + work[i].paren, filer.begin() + r.end());
+            if (QdIfcEntityBase* object = type->createInstance()) {
+              QdIfcModel::place(handle, object);
+              ++counts[t][type];
+              ++placed[t];
+              readBody(filer, object);
+            } else {
+              QdIfcModel::unclaim(handle);
+              out.unread.push_back(work[i].record);
+            }
+            filer.endRecord();
+          }
+          out.problems = std::move(filer.problems());
+          filer.problems().clear();
+          out.done = true;
+          const size_t used = arena->used();
+          const uint64_t now = grown.fetch_add(used - arenaSeen) + (used - arenaSeen);
+          arenaSeen = used;
+          if (before + now > atStart + budget) stop = true;
+          const size_t finished = chunksDone.fetch_add(1) + 1;
+          if (t == 0 && m_options.progress && (finished & 15) == 0)
+            m_options.progress(std::min(total, total * finished / chunks), total);
+        }
+      } catch (...) {
+        std::lock_guard<std::mutex> hold(failureLock);
+        if (!failure) failure = std::current_exception();
+        stop = true;
+      }
+    };
+
+    m_model.beginConcurrentFill();
+    {
+      std::vector<std::thread> pool;
+      try {
+        for (unsigned t = 1; t < threadCount && t < chunks; ++t) pool.emplace_back(worker, t);
+      } catch (...) {
+        stop = true;  // no more threads to be had: the ones there are end, then the failure goes on
+        for (std::thread& th : pool) th.join();
+        m_model.endConcurrentFill();
+        throw;
+      }
+      worker(0);
+      for (std::thread& th : pool) th.join();
+    }
+    m_model.endConcurrentFill();
+
+    // Chunks not read (the budget ran out, or a thread failed): their records are not
+    // read, and their slots free again.
+    for (size_t c = 0; c < chunks; ++c) {
+      if (results[c].done) continue;
+      const size_t to = std::min(work.size(), (c + 1) * chunk);
+      for (size_t i = c * chunk; i < to; ++i) {
+        QdIfcModel::unclaim(m_model.find(records[work[i].record].id));
+        results[c].unread.push_back(work[i].record);
+      }
+    }
+    for (unsigned t = 0; t < threadCount; ++t) {
+      if (arenas[t]) m_model.arena().adopt(*arenas[t]);
+      m_model.placed(placed[t]);
+      m_report.records += placed[t];
+      for (const auto& [type, n] : counts[t]) m_counts[type] += n;
+    }
+    if (failure) std::rethrow_exception(failure);
+
+    std::vector<QdSpfProblem>& problems = m_filer.problems();
+    for (ChunkResult& r : results) {
+      problems.insert(problems.end(), std::make_move_iterator(r.problems.begin()),
+                      std::make_move_iterator(r.problems.end()));
+      m_unread.insert(m_unread.end(), r.unread.begin(), r.unread.end());
+    }
+    std::sort(m_unread.begin(), m_unread.end());
+    m_filer.setPosition(sectionEnd);
+    if (stop) {
+      size_t c = 0;
+      while (c < chunks && results[c].done) ++c;
+      const uint64_t at =
+          c < chunks ? records[work[c * chunk].record].begin : static_cast<uint64_t>(sectionEnd - m_filer.begin());
+      m_filer.beginRecord(0);
+      m_filer.problemAt(m_filer.begin() + at,
+                        "at most " + std::to_string(m_memoryBudget) + " bytes of memory for a file of " +
+                            std::to_string(m_report.bytes) + " bytes",
+                        std::to_string(before + grown.load() - std::min(before + grown.load(), atStart)) +
+                            " bytes in use; the rest of the file is not read");
+      m_stopped = true;
+    }
+    if (m_options.progress) m_options.progress(total, total);
   }
 
   void finish() {
@@ -529,7 +695,7 @@ class Loader {
   // The records of the index that were not read into an instance, in index order; the
   // others are where the problems found after reading are told.
   std::vector<size_t> m_unread;
-  const uint64_t m_heapAtStart;
+  const uint64_t m_atStart = m_model.arena().used() + m_model.bookkeepingBytes();
   const uint64_t m_memoryBudget;
   bool m_stopped = false;  // the memory budget ran out: the rest of the file is not read
 };

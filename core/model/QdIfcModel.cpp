@@ -6,10 +6,17 @@
 #include <QdIfcCore/QdIfcEntityBase.h>
 
 #include <algorithm>
+#include <mutex>
+#include <unordered_map>
 
 namespace QD_SDAI {
 
-QdIfcModel::QdIfcModel(const QdIfcSchema* schema) : m_schema(schema) {}
+struct QdIfcModel::ConcurrentFill {
+  std::mutex lock;
+  std::unordered_map<uint64_t, detail::ObjectSlot*> made;  // slots made meanwhile, not yet in the id table
+};
+
+QdIfcModel::QdIfcModel(const QdIfcSchema* schema) : m_schema(schema), m_arena(std::make_unique<QdIfcArena>()) {}
 
 QdIfcModel::~QdIfcModel() { clear(); }
 
@@ -77,7 +84,11 @@ QdDbObjectId QdIfcModel::createInstance(const char* typeName, uint64_t id) {
   if (id == 0) id = m_maxId + 1;
   detail::ObjectSlot* s = lookup(id);
   if (s && s->object) return {};
-  QdIfcEntityBase* object = type->createInstance();
+  QdIfcEntityBase* object = nullptr;
+  {
+    QdIfcArena::Scope scope(m_arena.get());
+    object = type->createInstance();
+  }
   if (!object) return {};
   if (!s) s = newSlot(id);
   attach(s, object);
@@ -87,7 +98,60 @@ QdDbObjectId QdIfcModel::createInstance(const char* typeName, uint64_t id) {
 QdDbObjectId QdIfcModel::handleFor(uint64_t id) {
   if (id == 0) return {};
   detail::ObjectSlot* s = lookup(id);
-  return QdDbObjectId(s ? s : newSlot(id));
+  if (s) return QdDbObjectId(s);
+  return QdDbObjectId(m_concurrent ? sharedSlot(id) : newSlot(id));
+}
+
+// The id table does not change while threads read it: a slot made now waits beside it.
+detail::ObjectSlot* QdIfcModel::sharedSlot(uint64_t id) {
+  std::lock_guard<std::mutex> hold(m_concurrent->lock);
+  auto [at, fresh] = m_concurrent->made.try_emplace(id, nullptr);
+  if (!fresh) return at->second;
+  size_t page = m_slotsUsed / kPageSize, in = m_slotsUsed % kPageSize;
+  if (page == m_pages.size()) m_pages.push_back(std::make_unique<detail::ObjectSlot[]>(kPageSize));
+  detail::ObjectSlot* s = &m_pages[page][in];
+  *s = detail::ObjectSlot{nullptr, this, id};
+  ++m_slotsUsed;
+  if (id > m_maxId) m_maxId = id;
+  at->second = s;
+  return s;
+}
+
+void QdIfcModel::beginConcurrentFill() {
+  if (!m_concurrent) m_concurrent = std::make_unique<ConcurrentFill>();
+}
+
+void QdIfcModel::endConcurrentFill() {
+  if (!m_concurrent) return;
+  std::unique_ptr<ConcurrentFill> fill = std::move(m_concurrent);
+  // In number order, so that the table grows as it would have in a serial fill.
+  std::vector<std::pair<uint64_t, detail::ObjectSlot*>> made(fill->made.begin(), fill->made.end());
+  std::sort(made.begin(), made.end());
+  for (const auto& [id, slot] : made) index(id, slot);
+}
+
+namespace {
+// What a taken slot holds until its object is placed; never opened.
+char g_claimMark;
+QdIfcEntityBase* claimedMark() noexcept { return reinterpret_cast<QdIfcEntityBase*>(&g_claimMark); }
+}  // namespace
+
+bool QdIfcModel::claim(const QdDbObjectId& handle) noexcept {
+  detail::ObjectSlot* s = handle.slot();
+  if (!s || s->object) return false;
+  s->object = claimedMark();
+  return true;
+}
+
+void QdIfcModel::unclaim(const QdDbObjectId& handle) noexcept {
+  detail::ObjectSlot* s = handle.slot();
+  if (s && s->object == claimedMark()) s->object = nullptr;
+}
+
+void QdIfcModel::place(const QdDbObjectId& handle, QdIfcEntityBase* object) noexcept {
+  detail::ObjectSlot* s = handle.slot();
+  s->object = object;
+  object->m_objectId = handle;
 }
 
 QdDbObjectId QdIfcModel::find(uint64_t id) const noexcept { return QdDbObjectId(lookup(id)); }
@@ -126,6 +190,8 @@ void QdIfcModel::clear() {
   m_sparse.clear();
   m_slotsUsed = m_live = 0;
   m_maxId = 0;
+  // The objects are freed; the blocks go once detached objects in them are freed too.
+  m_arena = std::make_unique<QdIfcArena>();
 }
 
 std::vector<uint64_t> QdIfcModel::unresolvedIds() const {

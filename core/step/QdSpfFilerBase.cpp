@@ -302,20 +302,20 @@ QD::ErrorStatus QdSpfFilerBase::rdPrimitive(QdAnsiString& value, bool comma) {
     const std::string_view hex(start, static_cast<size_t>(q - start));
     if (hex.find_first_not_of("0123456789ABCDEFabcdef") != std::string_view::npos)
       return wrongKind("a binary \"...\" of hexadecimal digits");
-    value = QdAnsiString(hex);
+    value = QdAnsiString(hex, m_arena);
     m_p = q + 1;
     return QD::eOk;
   }
   if (!readStringToken(raw)) return m_p >= m_end ? QD::eInvalidInput : wrongKind("a string");
   if (!m_utf8) {
-    value = QdAnsiString(raw);
+    value = QdAnsiString(raw, m_arena);
     return QD::eOk;
   }
   std::u32string codes;
   TextEncodeDecode::decode(raw, codes);
   std::string utf8;
   for (char32_t c : codes) QdUtf8::append(utf8, c);
-  value = QdAnsiString(std::string_view(utf8));
+  value = QdAnsiString(std::string_view(utf8), m_arena);
   return QD::eOk;
 }
 

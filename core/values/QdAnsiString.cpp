@@ -1,5 +1,7 @@
 #include <QdIfcCore/QdAnsiString.h>
 
+#include <QdIfcCore/QdIfcArena.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -8,12 +10,15 @@
 namespace QD_SDAI {
 namespace {
 
-// The block in front of the bytes. refs < 0 marks a static block that is never freed.
+// The block in front of the bytes. refs < 0 marks a static block that is never freed;
+// the top bit of lengthAndArena one that an arena gave.
 struct Rep {
   std::atomic<int32_t> refs;
-  uint32_t length;
+  uint32_t lengthAndArena;
   // the bytes follow, zero-terminated
   char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+  uint32_t length() const noexcept { return lengthAndArena & ~kInArena; }
+  static constexpr uint32_t kInArena = 0x80000000u;
 };
 static_assert(sizeof(Rep) == 8);
 
@@ -40,7 +45,8 @@ inline void release(const char* data) noexcept {
   if (data) {
     Rep* r = repOf(data);
     if (r->refs.load(std::memory_order_relaxed) >= 0 && r->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-      std::free(r);
+      if (r->lengthAndArena & Rep::kInArena) QdIfcArena::release(r, sizeof(Rep) + r->length() + 1);
+      else std::free(r);
     }
   }
 }
@@ -49,7 +55,7 @@ inline unsigned char lowerAscii(unsigned char c) noexcept { return (c >= 'A' && 
 
 }  // namespace
 
-void QdAnsiString::assignBytes(const char* data, size_t length) {
+void QdAnsiString::assignBytes(const char* data, size_t length, QdIfcArena* arena) {
   if (length == 0) {
     m_data = nullptr;
     return;
@@ -59,10 +65,10 @@ void QdAnsiString::assignBytes(const char* data, size_t length) {
     return;
   }
   if (length > 0x7FFFFFF0u) throw std::bad_alloc();
-  Rep* r = static_cast<Rep*>(std::malloc(sizeof(Rep) + length + 1));
+  Rep* r = static_cast<Rep*>(arena ? arena->allocate(sizeof(Rep) + length + 1) : std::malloc(sizeof(Rep) + length + 1));
   if (!r) throw std::bad_alloc();
   new (&r->refs) std::atomic<int32_t>(1);
-  r->length = static_cast<uint32_t>(length);
+  r->lengthAndArena = static_cast<uint32_t>(length) | (arena ? Rep::kInArena : 0u);
   std::memcpy(r->bytes(), data, length);
   r->bytes()[length] = '\0';
   m_data = r->bytes();
@@ -81,6 +87,10 @@ QdAnsiString::QdAnsiString(const char* data, int length, code_page_id /*page*/) 
 }
 
 QdAnsiString::QdAnsiString(std::string_view bytes) { assignBytes(bytes.data(), bytes.size()); }
+
+QdAnsiString::QdAnsiString(std::string_view bytes, QdIfcArena* arena) {
+  assignBytes(bytes.data(), bytes.size(), arena);
+}
 
 QdAnsiString::QdAnsiString(const QdAnsiString& other) noexcept : m_data(other.m_data) { retain(m_data); }
 
@@ -112,7 +122,7 @@ QdAnsiString& QdAnsiString::operator=(QdAnsiString&& other) noexcept {
   return *this;
 }
 
-int QdAnsiString::length() const noexcept { return m_data ? static_cast<int>(repOf(m_data)->length) : 0; }
+int QdAnsiString::length() const noexcept { return m_data ? static_cast<int>(repOf(m_data)->length()) : 0; }
 
 bool QdAnsiString::isUnset() const noexcept { return m_data == unsetData(); }
 

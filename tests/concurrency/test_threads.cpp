@@ -1,6 +1,6 @@
 // What may run on several threads at once, run that way: the first use of value
-// descriptors, copies of one shared string, and loading, checking and writing of
-// separate models that share the schema. The suite is also built with the thread
+// descriptors, copies of one shared string, and loading (with the reader's own threads
+// or without), checking and writing of separate models that share the schema. The suite is also built with the thread
 // sanitizer, which reports any data race these runs reach.
 #include "Demo.h"
 
@@ -90,6 +90,20 @@ TEST_F(Threads, SeparateModelsLoadCheckAndWriteAtOnce) {
   const std::filesystem::path sample = std::filesystem::path(QDIFC_TEST_CORPUS_DIR) / "ifc4" / "SmallModelIfc4.ifc";
   if (std::ifstream in{sample, std::ios::binary})
     inputs.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  // Enough records for the reader's threads to share: points, and loops of them, the
+  // loops' inverses linked after.
+  {
+    std::string records;
+    for (int i = 1; i <= 3000; i += 3)
+      records += "#" + std::to_string(i) + "=IFCCARTESIANPOINT((" + std::to_string(i) + ".,0.,0.));\n#" +
+                 std::to_string(i + 1) + "=IFCPOLYLOOP((#" + std::to_string(i) + ",#" + std::to_string(i + 3) + ",#" +
+                 std::to_string(i + 6) + "));\n#" + std::to_string(i + 2) + "=IFCPROPERTYSINGLEVALUE('p" +
+                 std::to_string(i) + "',$,IFCLABEL('v'),$);\n";
+    inputs.push_back(
+        "ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION((''),'2;1');\nFILE_NAME('','',(''),(''),'','','');\n"
+        "FILE_SCHEMA(('IFC4'));\nENDSEC;\nDATA;\n" +
+        records + "ENDSEC;\nEND-ISO-10303-21;\n");
+  }
 
   for (const std::string& input : inputs) {
     // What one thread alone gives.
@@ -104,7 +118,10 @@ TEST_F(Threads, SeparateModelsLoadCheckAndWriteAtOnce) {
     std::vector<size_t> found(kThreads);
     together(kThreads, [&](int i) {
       QdIfcModel model(qdifcGetSchemaPointer());
-      reports[i] = qdIfcLoad(model, input);
+      // Some loads with threads of their own.
+      QdIfcLoadOptions options;
+      options.threads = 1 + static_cast<unsigned>(i) % 3;
+      reports[i] = qdIfcLoad(model, input, options);
       found[i] = qdIfcValidate(model).size();
       texts[i] = qdIfcSaveText(model);
     });

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <QdIfcCore/Export.h>
+#include <QdIfcCore/QdIfcArena.h>
 #include <QdIfcCore/QdIfcVariant.h>
 
 namespace QD_SDAI {
@@ -53,6 +54,11 @@ class QDIFCCORE_API QdIfcAggrImp {
   QdIfcAggrImp& operator=(const QdIfcAggrImp&) = delete;
 
   virtual ~QdIfcAggrImp();
+  // From the arena current on the thread, else the heap (see QdIfcArena).
+  static void* operator new(size_t size) { return QdIfcArena::allocateObject(size); }
+  static void operator delete(void* p, size_t size) noexcept { QdIfcArena::releaseObject(p, size); }
+  static void* operator new(size_t, void* place) noexcept { return place; }
+  static void operator delete(void*, void*) noexcept {}
   // A new iterator positioned before the first element; null if owner is nil or
   // does not hold this implementation.
   virtual QdIfcAggrIterator* createIterator(QdIfcAggr* owner) = 0;
@@ -81,6 +87,12 @@ class QDIFCCORE_API QdIfcAggrImp {
 class QDIFCCORE_API QdIfcAggr {
  public:
   virtual ~QdIfcAggr();
+  // Handles made with new (the inner lists of a list of lists) come from the arena
+  // current on the thread, else the heap (see QdIfcArena).
+  static void* operator new(size_t size) { return QdIfcArena::allocateObject(size); }
+  static void operator delete(void* p, size_t size) noexcept { QdIfcArena::releaseObject(p, size); }
+  static void* operator new(size_t, void* place) noexcept { return place; }
+  static void operator delete(void*, void*) noexcept {}
 
   int count() const { return m_imp->count(); }
   bool isNil() const { return m_imp == m_imp->dummyImp(); }

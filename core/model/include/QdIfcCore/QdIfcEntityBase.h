@@ -4,6 +4,7 @@
 #include <QdIfcCore/Export.h>
 #include <QdIfcCore/QdAnsiString.h>
 #include <QdIfcCore/QdDbObjectId.h>
+#include <QdIfcCore/QdIfcArena.h>
 #include <QdIfcCore/QdTypes.h>
 
 namespace QD_SDAI {
@@ -48,6 +49,13 @@ class QDIFCCORE_API QdIfcEntityBase : public QdIfcObject {
   virtual bool isInstanceOf(const char* name) const;             // each
   virtual bool isKindOf(const QdIfcEntityType* type) const;      // each
   virtual bool isKindOf(const char* name) const;                 // each
+
+  // Objects come from the arena current on the thread (a model's, while a file is
+  // read into it), else from the heap; delete works on both, from any thread.
+  static void* operator new(size_t size) { return QdIfcArena::allocateObject(size); }
+  static void operator delete(void* p, size_t size) noexcept { QdIfcArena::releaseObject(p, size); }
+  static void* operator new(size_t, void* place) noexcept { return place; }
+  static void operator delete(void*, void*) noexcept {}
 
   // Ends an openObject. Objects are not locked while open, so this only reports success.
   QD::ErrorStatus close() noexcept { return QD::eOk; }

@@ -7,10 +7,16 @@
 // number is one index operation. A slot can be reserved for a number before its
 // object exists: a reader gives out the handle of "#n" the first time it meets the
 // reference and fills the slot when the record "#n" comes.
+//
+// The objects the model makes (createInstance, and a reader's) come from its arena, with
+// their strings and aggregates when a reader fills them. Objects added from outside stay
+// where they were allocated. A removed object is freed; a detached one is the caller's
+// to delete, before or after the model is gone (QdIfcArena).
 #pragma once
 
 #include <QdIfcCore/Export.h>
 #include <QdIfcCore/QdDbObjectId.h>
+#include <QdIfcCore/QdIfcArena.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -114,11 +120,31 @@ class QDIFCCORE_API QdIfcModel {
   // setInverseCounterParts while it runs, null otherwise.
   QdIfcInverseBatch* inverseBatch() const noexcept { return m_inverseBatch; }
 
+  // For a reader that fills the model from several threads. Between
+  // beginConcurrentFill() and endConcurrentFill(), handleFor may be called from any
+  // thread (a number without a slot gets one under a lock, known to the id table at the
+  // end), and place() puts an object into the empty slot of a handle, touching nothing
+  // else, so that threads may place into distinct slots at once; placed(n) then counts
+  // them. Nothing else of the model may be used meanwhile.
+  void beginConcurrentFill();
+  void endConcurrentFill();
+  static void place(const QdDbObjectId& handle, QdIfcEntityBase* object) noexcept;
+  // Marks the empty slot of handle as taken by a record that a thread will place; false
+  // if it holds an object or is taken already. unclaim empties a slot still taken.
+  static bool claim(const QdDbObjectId& handle) noexcept;
+  static void unclaim(const QdDbObjectId& handle) noexcept;
+  void placed(size_t count) noexcept { m_live += count; }
+
   // Bytes held by the model's own bookkeeping (slots and tables, not the objects).
   size_t bookkeepingBytes() const noexcept;
+  // The arena of the model's objects; its used() is their bytes (with the strings and
+  // aggregates a reader put there).
+  QdIfcArena& arena() noexcept { return *m_arena; }
+  const QdIfcArena& arena() const noexcept { return *m_arena; }
 
  private:
   detail::ObjectSlot* newSlot(uint64_t id);
+  detail::ObjectSlot* sharedSlot(uint64_t id);
   detail::ObjectSlot* lookup(uint64_t id) const noexcept;
   void index(uint64_t id, detail::ObjectSlot* slot);
   void attach(detail::ObjectSlot* slot, QdIfcEntityBase* object);
@@ -135,6 +161,10 @@ class QDIFCCORE_API QdIfcModel {
   std::vector<detail::ObjectSlot*> m_dense;          // index = number
   std::map<uint64_t, detail::ObjectSlot*> m_sparse;  // numbers beyond the dense table
   QdIfcInverseBatch* m_inverseBatch = nullptr;
+  std::unique_ptr<QdIfcArena> m_arena;
+  // While filled from several threads: the lock and the slots made meanwhile.
+  struct ConcurrentFill;
+  std::unique_ptr<ConcurrentFill> m_concurrent;
 };
 
 }  // namespace QD_SDAI

@@ -148,6 +148,9 @@ class QDIFCCORE_API QdSpfFilerBase {
   void wrPrimitive(QdIfcSelect& value);
   void wrChar(char c) { m_out.push_back(c); }
 
+  // Strings read from here on go into arena (null: the heap).
+  void setArena(QdIfcArena* arena) noexcept { m_arena = arena; }
+
   // ---- the filer's own state ----
   // What has been written.
   std::string& text() noexcept { return m_out; }
@@ -224,6 +227,7 @@ class QDIFCCORE_API QdSpfFilerBase {
   const char* m_end = nullptr;
   const char* m_bytesEnd = nullptr;
   QdIfcModel* m_model = nullptr;
+  QdIfcArena* m_arena = nullptr;
   bool m_utf8 = false;
   bool m_recordEnded = false;
   uint64_t m_instance = 0;

@@ -95,6 +95,10 @@ class QDIFCCORE_API QdSpfRecordIndex {
   std::string_view typeName(const Record& r) const noexcept { return m_typeNames[r.type]; }
   // Every distinct spelling met, by number; the empty name is number 0.
   const std::vector<std::string_view>& typeNames() const noexcept { return m_typeNames; }
+  // Bytes the index holds (its records and names).
+  size_t bytes() const noexcept {
+    return m_records.capacity() * sizeof(Record) + m_typeNames.capacity() * (sizeof(std::string_view) + 32);
+  }
   // What was wrong, in file order (line 0: lines are worked out by who reports them).
   const std::vector<QdSpfProblem>& problems() const noexcept { return m_problems; }
 

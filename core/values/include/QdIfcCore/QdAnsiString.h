@@ -7,6 +7,9 @@
 // is shared, so value semantics hold without deep copies. The one-byte "unset"
 // text lives in a static block that is never counted or freed, so assigning it
 // (which every entity constructor does for its string members) allocates nothing.
+// A block may come from a model's arena (QdIfcArena) instead of the heap: the reader
+// puts the strings of a file there. Such a block is counted the same way, and its
+// copies keep it (and so its arena block) alive after the model is gone.
 #pragma once
 
 #include <QdIfcCore/Export.h>
@@ -16,6 +19,8 @@
 #include <string_view>
 
 namespace QD_SDAI {
+
+class QdIfcArena;
 
 // Code pages understood by the code-page constructor. Only UTF-8 (45) is used by
 // the toolkit; any other page is taken as bytes that are already what the caller wants.
@@ -31,6 +36,8 @@ class QDIFCCORE_API QdAnsiString {
   QdAnsiString(const char* text);  // null gives the empty string
   QdAnsiString(const char* data, int length, code_page_id page);
   QdAnsiString(std::string_view bytes);
+  // The bytes in a block from arena (the heap when null).
+  QdAnsiString(std::string_view bytes, QdIfcArena* arena);
   QdAnsiString(const QdAnsiString& other) noexcept;
   QdAnsiString(QdAnsiString&& other) noexcept : m_data(other.m_data) { other.m_data = nullptr; }
   ~QdAnsiString();
@@ -66,7 +73,7 @@ class QDIFCCORE_API QdAnsiString {
   friend bool operator<(const QdAnsiString& a, const QdAnsiString& b) noexcept { return a.compare(b) < 0; }
 
  private:
-  void assignBytes(const char* data, size_t length);
+  void assignBytes(const char* data, size_t length, QdIfcArena* arena = nullptr);
   const char* m_data = nullptr;
 };
 
