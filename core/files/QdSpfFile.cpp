@@ -9,6 +9,7 @@
 #include <QdIfcCore/QdIfcVariant.h>
 #include <QdIfcCore/QdSpfRecordIndex.h>
 
+#include "LoadRecords.h"
 #include "SpfLexis.h"
 
 #include <fcntl.h>
@@ -409,7 +410,7 @@ class Loader {
     }
     const char* at = m_filer.position();
     std::string_view name = word();
-    assert(name == m_index.typeName(r));  // the index reads the name by the same rules
+    assert(name == m_names->typeName(r));  // the index reads the name by the same rules
     const QdIfcEntityType* type = name.empty() ? nullptr : typeOf(r.type, name);
     if (!type) {
       m_filer.problemAt(at, "an " + schemaName() + " entity type",
@@ -660,6 +661,25 @@ class Loader {
   }
 
  public:
+  // Reads the records of index (over the same bytes) at the positions which, and no
+  // others, then tells references to the numbers missing and links the objects made.
+  void readSome(const QdSpfRecordIndex& index, const std::vector<size_t>& which, const std::vector<uint64_t>& missing) {
+    m_names = &index;
+    std::vector<QdIfcEntityBase*> made;
+    {
+      QdIfcArena::Scope scope(&m_model.arena());
+      for (size_t i : which) {
+        const QdSpfRecordIndex::Record& r = index.records()[i];
+        if (record(r)) made.push_back(m_model.object(r.id));
+      }
+    }
+    m_filer.beginRecord(0);
+    for (uint64_t id : missing)
+      m_filer.problemAt(m_filer.end(), "a record #" + std::to_string(id), "references to it and no record");
+    if (m_options.linkInverses)
+      for (QdIfcEntityBase* o : made) o->setInverseCounterParts();
+  }
+
   void report() {
     std::vector<QdSpfProblem>& problems = m_filer.problems();
     // Lines, worked out in one pass over the bytes in order of offset.
@@ -683,6 +703,7 @@ class Loader {
   QdSpfFilerBase m_filer;
   // The records, found by the builder one at a time as the reader asks for the next.
   QdSpfRecordIndex m_index;
+  const QdSpfRecordIndex* m_names = &m_index;  // the index whose records are read
   QdSpfRecordIndex::Builder m_builder;
   const QdIfcLoadOptions& m_options;
   QdIfcLoadReport& m_report;
@@ -714,6 +735,17 @@ QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes, const QdIfc
   report.bytes = bytes.size();
   Loader loader(model, bytes, options, report);
   loader.run();
+  loader.report();
+  return report;
+}
+
+QdIfcLoadReport qdIfcLoadRecords(QdIfcModel& model, std::string_view bytes, const QdSpfRecordIndex& index,
+                                 const std::vector<size_t>& which, const std::vector<uint64_t>& missing) {
+  QdIfcLoadReport report;
+  report.bytes = bytes.size();
+  const QdIfcLoadOptions options;
+  Loader loader(model, bytes, options, report);
+  loader.readSome(index, which, missing);
   loader.report();
   return report;
 }
