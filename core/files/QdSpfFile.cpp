@@ -434,7 +434,7 @@ class Loader {
         m_filer.problemAt(m_filer.begin() + r.begin, "a new instance name", "#" + std::to_string(r.id) + " again");
       } else if (object) {
         made = true;
-        ++m_counts[type];
+        ++m_types[r.type].count;
         ++m_report.records;
         readBody(m_filer, object.release());
       }
@@ -484,6 +484,9 @@ class Loader {
     if (overBudget()) return;
 
     const std::vector<QdSpfRecordIndex::Record>& records = m_index.records();
+    uint64_t maxId = 0;
+    for (size_t i = first; i < records.size(); ++i) maxId = std::max(maxId, records[i].id);
+    m_model.reserve(records.size() - first, maxId);
     std::vector<Work> work;
     work.reserve(records.size() - first);
     for (size_t i = first; i < records.size(); ++i) {
@@ -504,7 +507,8 @@ class Loader {
     const size_t chunks = (work.size() + chunk - 1) / chunk;
     std::vector<ChunkResult> results(chunks);
     std::vector<std::unique_ptr<QdIfcArena>> arenas(threadCount);
-    std::vector<std::unordered_map<const QdIfcEntityType*, uint64_t>> counts(threadCount);
+    // Instances per type name number, per thread.
+    std::vector<std::vector<uint64_t>> counts(threadCount, std::vector<uint64_t>(m_types.size(), 0));
     std::vector<uint64_t> placed(threadCount, 0);
     std::atomic<size_t> nextChunk{0}, chunksDone{0};
     std::atomic<uint64_t> grown{0};
@@ -536,7 +540,7 @@ class Loader {
             filer.beginRecord(r.id, filer.begin() + r.begin + work[i].paren, filer.begin() + r.end());
             if (QdIfcEntityBase* object = type->createInstance()) {
               QdIfcModel::place(handle, object);
-              ++counts[t][type];
+              ++counts[t][r.type];
               ++placed[t];
               readBody(filer, object);
             } else {
@@ -593,7 +597,7 @@ class Loader {
       if (arenas[t]) m_model.arena().adopt(*arenas[t]);
       m_model.placed(placed[t]);
       m_report.records += placed[t];
-      for (const auto& [type, n] : counts[t]) m_counts[type] += n;
+      for (size_t k = 0; k < counts[t].size(); ++k) m_types[k].count += counts[t][k];
     }
     if (failure) std::rethrow_exception(failure);
 
@@ -694,7 +698,11 @@ class Loader {
       pr.line = line;
     }
     m_report.problems = std::move(problems);
-    for (const auto& [type, count] : m_counts) m_report.counts.emplace_back(type->schemaName(), count);
+    // Spellings of one type in different cases have numbers of their own.
+    std::unordered_map<const QdIfcEntityType*, uint64_t> counts;
+    for (const TypeLookup& t : m_types)
+      if (t.count) counts[t.type] += t.count;
+    for (const auto& [type, count] : counts) m_report.counts.emplace_back(type->schemaName(), count);
     std::sort(m_report.counts.begin(), m_report.counts.end());
   }
 
@@ -710,9 +718,9 @@ class Loader {
   struct TypeLookup {
     const QdIfcEntityType* type = nullptr;
     bool done = false;
+    uint64_t count = 0;  // instances read of this spelling
   };
   std::vector<TypeLookup> m_types;  // by the index's type name number
-  std::unordered_map<const QdIfcEntityType*, uint64_t> m_counts;
   // The records of the index that were not read into an instance, in index order; the
   // others are where the problems found after reading are told.
   std::vector<size_t> m_unread;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 namespace QD_SDAI {
@@ -20,11 +21,24 @@ QdIfcModel::QdIfcModel(const QdIfcSchema* schema) : m_schema(schema), m_arena(st
 
 QdIfcModel::~QdIfcModel() { clear(); }
 
+void QdIfcModel::PageFree::operator()(detail::SlotPageHead* page) const noexcept {
+  ::operator delete (page, detail::kSlotPageBytes, std::align_val_t{detail::kSlotPageBytes});
+}
+
+// Slot number n of the pages, the page made when n is its first.
+detail::ObjectSlot* QdIfcModel::slotAt(size_t n) {
+  const size_t page = n / kPageSize, at = n % kPageSize;
+  if (page == m_pages.size()) {
+    m_pages.reserve(m_pages.size() + 1);
+    void* memory = ::operator new (detail::kSlotPageBytes, std::align_val_t{detail::kSlotPageBytes});
+    m_pages.emplace_back(new (memory) detail::SlotPageHead{this, 0});
+  }
+  return reinterpret_cast<detail::ObjectSlot*>(m_pages[page].get() + 1) + at;
+}
+
 detail::ObjectSlot* QdIfcModel::newSlot(uint64_t id) {
-  size_t page = m_slotsUsed / kPageSize, at = m_slotsUsed % kPageSize;
-  if (page == m_pages.size()) m_pages.push_back(std::make_unique<detail::ObjectSlot[]>(kPageSize));
-  detail::ObjectSlot* s = &m_pages[page][at];
-  *s = detail::ObjectSlot{nullptr, this, id};
+  detail::ObjectSlot* s = slotAt(m_slotsUsed);
+  *s = detail::ObjectSlot{nullptr, id};
   ++m_slotsUsed;
   index(id, s);
   if (id > m_maxId) m_maxId = id;
@@ -64,6 +78,19 @@ void QdIfcModel::attach(detail::ObjectSlot* slot, QdIfcEntityBase* object) {
   slot->object = object;
   object->m_objectId = QdDbObjectId(slot);
   ++m_live;
+}
+
+void QdIfcModel::reserve(size_t instances, uint64_t maxId) {
+  m_pages.reserve((m_slotsUsed + instances) / kPageSize + 1);
+  // Within the bound the table keeps to (see index()), once those slots are there.
+  if (maxId >= m_dense.size() && maxId < 4 * static_cast<uint64_t>(m_slotsUsed + instances) + 65536) {
+    m_dense.reserve(static_cast<size_t>(maxId) + 1);
+    m_dense.resize(static_cast<size_t>(maxId) + 1, nullptr);
+    for (auto it = m_sparse.begin(); it != m_sparse.end() && it->first <= maxId;) {
+      m_dense[it->first] = it->second;
+      it = m_sparse.erase(it);
+    }
+  }
 }
 
 QdDbObjectId QdIfcModel::addInstance(QdIfcEntityBase* object) { return addInstance(object, m_maxId + 1); }
@@ -107,10 +134,8 @@ detail::ObjectSlot* QdIfcModel::sharedSlot(uint64_t id) {
   std::lock_guard<std::mutex> hold(m_concurrent->lock);
   auto [at, fresh] = m_concurrent->made.try_emplace(id, nullptr);
   if (!fresh) return at->second;
-  size_t page = m_slotsUsed / kPageSize, in = m_slotsUsed % kPageSize;
-  if (page == m_pages.size()) m_pages.push_back(std::make_unique<detail::ObjectSlot[]>(kPageSize));
-  detail::ObjectSlot* s = &m_pages[page][in];
-  *s = detail::ObjectSlot{nullptr, this, id};
+  detail::ObjectSlot* s = slotAt(m_slotsUsed);
+  *s = detail::ObjectSlot{nullptr, id};
   ++m_slotsUsed;
   if (id > m_maxId) m_maxId = id;
   at->second = s;
@@ -158,7 +183,7 @@ QdDbObjectId QdIfcModel::find(uint64_t id) const noexcept { return QdDbObjectId(
 
 QdIfcEntityBase* QdIfcModel::detachInstance(const QdDbObjectId& id) {
   detail::ObjectSlot* s = id.slot();
-  if (!s || s->model != this || !s->object) return nullptr;
+  if (!s || detail::modelOfSlot(s) != this || !s->object) return nullptr;
   QdIfcEntityBase* object = s->object;
   s->object = nullptr;
   object->m_objectId.setNull();
@@ -175,8 +200,9 @@ bool QdIfcModel::removeInstance(const QdDbObjectId& id) {
 void QdIfcModel::clear() {
   for (auto& page : m_pages) {
     size_t n = (&page == &m_pages.back()) ? (m_slotsUsed - 1) % kPageSize + 1 : kPageSize;
+    auto* slots = reinterpret_cast<detail::ObjectSlot*>(page.get() + 1);
     for (size_t i = 0; i < n; ++i) {
-      detail::ObjectSlot& s = page[i];
+      detail::ObjectSlot& s = slots[i];
       if (QdIfcEntityBase* object = s.object) {
         s.object = nullptr;
         object->m_objectId.setNull();
@@ -211,7 +237,7 @@ std::vector<QdDbObjectId> QdIfcModel::instances() const {
 }
 
 size_t QdIfcModel::bookkeepingBytes() const noexcept {
-  return m_pages.size() * kPageSize * sizeof(detail::ObjectSlot) + m_dense.capacity() * sizeof(void*) +
+  return m_pages.size() * detail::kSlotPageBytes + m_dense.capacity() * sizeof(void*) +
          m_sparse.size() * (sizeof(uint64_t) + sizeof(void*) + 4 * sizeof(void*));
 }
 

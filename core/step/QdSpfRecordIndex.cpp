@@ -139,9 +139,12 @@ QdSpfRecordIndex::QdSpfRecordIndex() {
 }
 
 uint32_t QdSpfRecordIndex::intern(std::string_view name) {
+  // Records of one type tend to come in runs: the last name is tried before the table.
+  if (const std::string_view last = m_typeNames[m_lastType]; last.size() == name.size() && last == name)
+    return m_lastType;
   auto [it, added] = m_typeNumbers.try_emplace(name, static_cast<uint32_t>(m_typeNames.size()));
   if (added) m_typeNames.push_back(name);
-  return it->second;
+  return m_lastType = it->second;
 }
 
 QdSpfRecordIndex::Builder::Builder(QdSpfRecordIndex& index, std::string_view bytes, const QdSpfLimits& limits,

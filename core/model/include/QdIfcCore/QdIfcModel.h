@@ -120,6 +120,10 @@ class QDIFCCORE_API QdIfcModel {
   // setInverseCounterParts while it runs, null otherwise.
   QdIfcInverseBatch* inverseBatch() const noexcept { return m_inverseBatch; }
 
+  // Makes room for instances more numbers, up to maxId: a reader that knows its
+  // records first spares the table's growth.
+  void reserve(size_t instances, uint64_t maxId);
+
   // For a reader that fills the model from several threads. Between
   // beginConcurrentFill() and endConcurrentFill(), handleFor may be called from any
   // thread (a number without a slot gets one under a lock, known to the id table at the
@@ -149,12 +153,18 @@ class QDIFCCORE_API QdIfcModel {
   void index(uint64_t id, detail::ObjectSlot* slot);
   void attach(detail::ObjectSlot* slot, QdIfcEntityBase* object);
 
-  static constexpr size_t kPageSize = 4096;
+  // Slots per page, after the page's head.
+  static constexpr size_t kPageSize =
+      (detail::kSlotPageBytes - sizeof(detail::SlotPageHead)) / sizeof(detail::ObjectSlot);
+  struct PageFree {
+    void operator()(detail::SlotPageHead* page) const noexcept;
+  };
+  detail::ObjectSlot* slotAt(size_t n);
 
   const QdIfcSchema* m_schema;
   QdSpfHeaderSection m_header;
   SdaiAccessMode m_mode = sdaiRW;
-  std::vector<std::unique_ptr<detail::ObjectSlot[]>> m_pages;
+  std::vector<std::unique_ptr<detail::SlotPageHead, PageFree>> m_pages;
   size_t m_slotsUsed = 0;  // slots handed out in all pages
   size_t m_live = 0;
   uint64_t m_maxId = 0;

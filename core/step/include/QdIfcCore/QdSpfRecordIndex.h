@@ -108,6 +108,7 @@ class QDIFCCORE_API QdSpfRecordIndex {
   std::vector<Record> m_records;
   std::vector<std::string_view> m_typeNames;
   std::unordered_map<std::string_view, uint32_t> m_typeNumbers;
+  uint32_t m_lastType = 0;  // the number intern() gave last
   std::vector<QdSpfProblem> m_problems;
 };
 

@@ -8,6 +8,7 @@
 
 #include <QdIfcCore/Export.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 
@@ -26,9 +27,20 @@ namespace detail {
 // One instance's place in a model. Owned by the model; never moves.
 struct ObjectSlot {
   QdIfcEntityBase* object;  // null while only referenced, or after removal
-  QdIfcModel* model;
-  uint64_t id;  // the instance's number in the model ("#id" in a file)
+  uint64_t id;              // the instance's number in the model ("#id" in a file)
 };
+// Slots live in pages of kSlotPageBytes at addresses that are multiples of that size,
+// each headed by its model: the model of a slot is found by masking its address, and
+// a slot costs two words.
+constexpr size_t kSlotPageBytes = size_t{1} << 16;
+struct SlotPageHead {
+  QdIfcModel* model;
+  uint64_t reserved;
+};
+inline QdIfcModel* modelOfSlot(const ObjectSlot* s) noexcept {
+  return reinterpret_cast<const SlotPageHead*>(reinterpret_cast<uintptr_t>(s) & ~(uintptr_t{kSlotPageBytes} - 1))
+      ->model;
+}
 }  // namespace detail
 
 class QdDbObjectId {
@@ -48,7 +60,7 @@ class QdDbObjectId {
   bool isValid() const noexcept { return m_slot && m_slot->object; }
   // The instance number in its model; 0 for a null handle.
   uint64_t id() const noexcept { return m_slot ? m_slot->id : 0; }
-  QdIfcModel* model() const noexcept { return m_slot ? m_slot->model : nullptr; }
+  QdIfcModel* model() const noexcept { return m_slot ? detail::modelOfSlot(m_slot) : nullptr; }
   detail::ObjectSlot* slot() const noexcept { return m_slot; }
 
   friend bool operator==(const QdDbObjectId& a, const QdDbObjectId& b) noexcept { return a.m_slot == b.m_slot; }
