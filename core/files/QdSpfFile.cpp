@@ -508,7 +508,7 @@ class Loader {
     std::vector<ChunkResult> results(chunks);
     std::vector<std::unique_ptr<QdIfcArena>> arenas(threadCount);
     // Instances per type name number, per thread.
-    std::vector<std::vector<uint64_t>> counts(threadCount, std::vector<uint64_t>(m_types.size(), 0));
+    std::vector<std::vector<uint64_t>> counts(threadCount);
     std::vector<uint64_t> placed(threadCount, 0);
     std::atomic<size_t> nextChunk{0}, chunksDone{0};
     std::atomic<uint64_t> grown{0};
@@ -529,6 +529,20 @@ class Loader {
       QdSpfFilerBase filer(m_filer.begin(), m_filer.end(), &m_model);
       filer.setArena(arena);
       size_t arenaSeen = arena->used();
+      // Counted here and handed over at the end: neighbouring counters of two threads
+      // would share a cache line.
+      std::vector<uint64_t> countsHere(m_types.size(), 0);
+      uint64_t placedHere = 0;
+      struct HandOver {
+        std::vector<uint64_t>& from;
+        uint64_t& placedFrom;
+        std::vector<uint64_t>& to;
+        uint64_t& placedTo;
+        ~HandOver() {
+          to = std::move(from);
+          placedTo = placedFrom;
+        }
+      } handOver{countsHere, placedHere, counts[t], placed[t]};
       try {
         for (size_t c; !stop.load(std::memory_order_relaxed) && (c = nextChunk.fetch_add(1)) < chunks;) {
           ChunkResult& out = results[c];
@@ -540,8 +554,8 @@ class Loader {
             filer.beginRecord(r.id, filer.begin() + r.begin + work[i].paren, filer.begin() + r.end());
             if (QdIfcEntityBase* object = type->createInstance()) {
               QdIfcModel::place(handle, object);
-              ++counts[t][r.type];
-              ++placed[t];
+              ++countsHere[r.type];
+              ++placedHere;
               readBody(filer, object);
             } else {
               QdIfcModel::unclaim(handle);
