@@ -383,8 +383,13 @@ class Loader {
       const QdSpfRecordIndex::Step step = m_builder.next();
       m_filer.beginRecord(m_builder.instance());
       if (step == QdSpfRecordIndex::Step::kRecord) {
-        const size_t i = m_index.size() - 1;
-        if (!record(m_index.records()[i])) m_unread.push_back(i);
+        const QdSpfRecordIndex::Record& r = m_index.records().back();
+        if (!record(r)) m_unread.push_back(r.begin);
+        // Read records are not looked at again: the index keeps the last few only.
+        if (m_index.size() >= 65536) {
+          m_index.dropRecords();
+          m_dropped = true;
+        }
       } else if (step != QdSpfRecordIndex::Step::kSkipped) {
         m_filer.setPosition(m_filer.begin() + m_builder.position());
         // A progress display ends full.
@@ -453,7 +458,7 @@ class Loader {
   // What the records of one chunk gave.
   struct ChunkResult {
     std::vector<QdSpfProblem> problems;
-    std::vector<size_t> unread;
+    std::vector<uint64_t> unread;  // offsets of the records not read
     bool done = false;
   };
 
@@ -499,7 +504,7 @@ class Loader {
       if (type)
         work.push_back(
             {static_cast<uint32_t>(i), static_cast<uint32_t>(m_filer.position() - m_filer.begin() - r.begin)});
-      else m_unread.push_back(i);
+      else m_unread.push_back(r.begin);
       m_filer.endRecord();
     }
 
@@ -559,7 +564,7 @@ class Loader {
               readBody(filer, object);
             } else {
               QdIfcModel::unclaim(handle);
-              out.unread.push_back(work[i].record);
+              out.unread.push_back(r.begin);
             }
             filer.endRecord();
           }
@@ -604,7 +609,7 @@ class Loader {
       const size_t to = std::min(work.size(), (c + 1) * chunk);
       for (size_t i = c * chunk; i < to; ++i) {
         QdIfcModel::unclaim(m_model.find(records[work[i].record].id));
-        results[c].unread.push_back(work[i].record);
+        results[c].unread.push_back(records[work[i].record].begin);
       }
     }
     for (unsigned t = 0; t < threadCount; ++t) {
@@ -649,7 +654,7 @@ class Loader {
     checkReferenceTypes();
     // The index has served: its memory goes back before the links add their own.
     m_index = QdSpfRecordIndex();
-    m_unread = std::vector<size_t>();
+    m_unread = std::vector<uint64_t>();
     if (m_options.linkInverses) m_model.setInverseCounterParts();
   }
 
@@ -658,17 +663,16 @@ class Loader {
   void checkReferenceTypes() {
     std::vector<QdIfcFinding> findings = qdIfcValidate(m_model, kRuleAdmittedType);
     if (findings.empty()) return;
-    // Number and offset of each record read into an instance, by number.
+    // Number and offset of each record read into an instance, by number. A reader that
+    // let its index go indexes the file again for them: the records are read by then,
+    // and only a file with such references pays for it.
+    QdSpfRecordIndex again;
+    if (m_dropped) again = QdSpfRecordIndex::build(std::string_view(m_filer.begin(), m_filer.end() - m_filer.begin()), m_options.limits);
+    const QdSpfRecordIndex& all = m_dropped ? again : m_index;
     std::vector<std::pair<uint64_t, uint64_t>> starts;
-    starts.reserve(m_index.size() - m_unread.size());
-    auto unread = m_unread.begin();
-    for (size_t i = 0; i < m_index.size(); ++i) {
-      if (unread != m_unread.end() && *unread == i) {
-        ++unread;
-        continue;
-      }
-      starts.emplace_back(m_index.records()[i].id, m_index.records()[i].begin);
-    }
+    starts.reserve(all.size());
+    for (const QdSpfRecordIndex::Record& r : all.records())
+      if (!std::binary_search(m_unread.begin(), m_unread.end(), r.begin)) starts.emplace_back(r.id, r.begin);
     std::sort(starts.begin(), starts.end());
     for (const QdIfcFinding& f : findings) {
       auto at = std::lower_bound(starts.begin(), starts.end(), std::make_pair(f.instance, uint64_t{0}));
@@ -737,7 +741,8 @@ class Loader {
   std::vector<TypeLookup> m_types;  // by the index's type name number
   // The records of the index that were not read into an instance, in index order; the
   // others are where the problems found after reading are told.
-  std::vector<size_t> m_unread;
+  std::vector<uint64_t> m_unread;
+  bool m_dropped = false;  // the serial reader let go of the records it read
   const uint64_t m_atStart = m_model.arena().used() + m_model.bookkeepingBytes();
   const uint64_t m_memoryBudget;
   bool m_stopped = false;  // the memory budget ran out: the rest of the file is not read

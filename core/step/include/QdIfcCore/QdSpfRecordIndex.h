@@ -95,6 +95,9 @@ class QDIFCCORE_API QdSpfRecordIndex {
   std::string_view typeName(const Record& r) const noexcept { return m_typeNames[r.type]; }
   // Every distinct spelling met, by number; the empty name is number 0.
   const std::vector<std::string_view>& typeNames() const noexcept { return m_typeNames; }
+  // Forgets the records indexed so far (their type names stay, and so do the
+  // numbers of the names); a reader that is done with them keeps its index small.
+  void dropRecords() noexcept { m_records.clear(); }
   // Bytes the index holds (its records and names).
   size_t bytes() const noexcept {
     return m_records.capacity() * sizeof(Record) + m_typeNames.capacity() * (sizeof(std::string_view) + 32);
