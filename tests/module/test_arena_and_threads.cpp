@@ -45,9 +45,9 @@ std::string faultyRecords(int count = 6000) {
       case 1: r += id + "=IFCPOLYLINE((#" + std::to_string(1000000 + i) + ",#" + std::to_string(i + 1) + "));\n"; break;
       case 2: r += id + "=IFCCARTESIANPOINT((" + n + ".,0.,1.5E-3));\n"; break;
       case 3: r += id + "=IFCPROPERTYSINGLEVALUE('P" + n + "','it''s',IFCLABEL('v" + n + "'),$);\n"; break;
-      case 4:
-        r += id + "=IFCNOSUCHTYPE(1,2);\n" + id + "=IFCDIRECTION((1.,0.,0.));\n";
-        break;  // the second takes the name
+      case 4:  // the second takes the name, and holds a direction where a loop belongs
+        r += id + "=IFCNOSUCHTYPE(1,2);\n" + id + "=IFCFACEOUTERBOUND(#" + std::to_string(i + 1) + ",.T.);\n";
+        break;
       case 5: r += id + "=IFCDIRECTION((0.,1.,0.));\n" + id + "=IFCDIRECTION((0.,0.,1.));\n"; break;  // again
       case 6: r += id + "=(IFCREPRESENTATIONITEM()IFCGEOMETRICREPRESENTATIONITEM());\n"; break;
       case 7: r += id + " IFCCARTESIANPOINT((0.,0.));\n"; break;
@@ -57,7 +57,7 @@ std::string faultyRecords(int count = 6000) {
         r += id + "=IFCPOLYLOOP((#" + std::to_string(i + 1) + ",#" + std::to_string(9000000000ull + i) + "));\n";
         break;
       case 11: r += id + "=IFCCARTESIANPOINT((1.,2.,3.));\n"; break;
-      default: r += id + "=IFCFACEOUTERBOUND(#" + std::to_string(i - 2) + ",.T.);\n"; break;  // a property: wrong type
+      default: r += id + "=IFCFACEOUTERBOUND(#" + std::to_string(i - 2) + ",.T.);\n"; break;
     }
   }
   return r;
@@ -94,6 +94,16 @@ TEST_F(ArenaAndThreads, AnyNumberOfThreadsReadsFaultsAsTheSerialReaderDoes) {
     const Outcome serial = loadWith(text, 1);
     ASSERT_GT(serial.report.problems.size(), count / 3u);
     ASSERT_GT(serial.size, count / 2u);
+    // References of a wrong type are told at the record that holds them.
+    size_t wrongType = 0;
+    for (const QdSpfProblem& p : serial.report.problems) {
+      if (p.expected.rfind("a reference to", 0) != 0) continue;
+      ++wrongType;
+      const std::string head = "#" + std::to_string(p.instance) + "=";
+      ASSERT_EQ(text.compare(p.offset, head.size(), head), 0) << text.substr(p.offset, 40);
+      ASSERT_NE(text.compare(p.offset + head.size(), 13, "IFCNOSUCHTYPE"), 0) << "at the record not read";
+    }
+    EXPECT_GT(wrongType, count / 20u);
     for (unsigned threads : threadCounts) {
       SCOPED_TRACE(std::to_string(count) + " records, " + std::to_string(threads) + " threads");
       const Outcome parallel = loadWith(text, threads);
