@@ -60,6 +60,26 @@ TEST(CountCommand, FindsOneRecordAndTheRecordsOfAType) {
   EXPECT_EQ(record.out.rfind(first + "=IFCWALL(", 0), 0u) << record.out;
   EXPECT_EQ(record.out.substr(record.out.size() - 3), ");\n");
 
+  // --read: the wall as show prints it, from fewer records than the file has.
+  const CommandResult read = qdifc("count '" + demo.string() + "' '" + first + "' --read");
+  const CommandResult shown = qdifc("show '" + demo.string() + "' '" + first + "'");
+  ASSERT_EQ(read.status, 0) << read.out;
+  const std::string attributes = read.out.substr(0, read.out.find("read "));
+  // The inverses of the wall link only the records read: compare the forward attributes.
+  auto forward = [](const std::string& text) {
+    std::string out, line;
+    for (std::istringstream in(text); std::getline(in, line);)
+      if (line.find("(inverse)") == std::string::npos) out += line + "\n";
+    return out;
+  };
+  EXPECT_EQ(forward(attributes), forward(shown.out));
+  const CommandResult counted = qdifc("count '" + demo.string() + "'");
+  const size_t records = std::stoul(counted.out.substr(counted.out.find(": ") + 2));
+  const size_t took = std::stoul(read.out.substr(read.out.find("read ") + 5));
+  EXPECT_GT(took, 1u);
+  EXPECT_LT(took, records);
+  EXPECT_EQ(qdifc("count '" + demo.string() + "' --read").status, 2);
+
   EXPECT_EQ(qdifc("count '" + demo.string() + "' '#999999'").status, 1);
   EXPECT_EQ(qdifc("count '" + demo.string() + "' --type IfcNoSuchType").status, 1);
   EXPECT_EQ(qdifc("count '" + demo.string() + "' '#1' --type IfcWall").status, 2);

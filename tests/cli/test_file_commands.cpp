@@ -74,6 +74,12 @@ TEST(FileCommands, ExitWithZeroOneOrTwo) {
     EXPECT_EQ(qdifc(std::string(command) + " --bogus").status, 2) << command;
   }
   EXPECT_EQ(qdifc("show " + out + " twelve").status, 2);
+  // The records read by three threads: the same show, and a load of the same instances.
+  EXPECT_EQ(qdifc("show " + out + " '#14' --threads 3").out, show.out);
+  const CommandResult three = qdifc("load " + out + " --threads 3"), one = qdifc("load " + out + " --threads 1");
+  EXPECT_EQ(three.out.substr(0, three.out.find("time ")), one.out.substr(0, one.out.find("time ")));
+  for (const char* bad : {" --threads 0", " --threads x", " --threads"})
+    EXPECT_EQ(qdifc("load " + out + bad).status, 2);
   EXPECT_EQ(qdifc("load /nonexistent/file.ifc").status, 1);
   if (fs::is_directory(kCorpus)) {
     CommandResult broken = qdifc("check " + (kCorpus / "ifc4" / "SmallModelIfc4.ifc").string());
