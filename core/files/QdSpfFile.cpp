@@ -379,6 +379,11 @@ class Loader {
       if ((n & 1023) == 0 || m_builder.position() - checked >= 65536) {
         checked = m_builder.position();
         if (overBudget()) return;
+        // The records before the position are read: their pages go, 8 MiB at a time.
+        if (m_mapped && checked - m_released >= (uint64_t{8} << 20)) {
+          m_mapped->release(m_released, checked);
+          m_released = checked;
+        }
       }
       const QdSpfRecordIndex::Step step = m_builder.next();
       m_filer.beginRecord(m_builder.instance());
@@ -571,6 +576,10 @@ class Loader {
           out.problems = std::move(filer.problems());
           filer.problems().clear();
           out.done = true;
+          // The chunk's bytes are read: their pages go (a page it shares with the next
+          // chunk stays).
+          if (m_mapped && to > c * chunk)
+            m_mapped->release(records[work[c * chunk].record].begin, records[work[to - 1].record].end());
           const size_t used = arena->used();
           const uint64_t now = grown.fetch_add(used - arenaSeen) + (used - arenaSeen);
           arenaSeen = used;
@@ -667,7 +676,9 @@ class Loader {
     // let its index go indexes the file again for them: the records are read by then,
     // and only a file with such references pays for it.
     QdSpfRecordIndex again;
-    if (m_dropped) again = QdSpfRecordIndex::build(std::string_view(m_filer.begin(), m_filer.end() - m_filer.begin()), m_options.limits);
+    if (m_dropped)
+      again =
+          QdSpfRecordIndex::build(std::string_view(m_filer.begin(), m_filer.end() - m_filer.begin()), m_options.limits);
     const QdSpfRecordIndex& all = m_dropped ? again : m_index;
     std::vector<std::pair<uint64_t, uint64_t>> starts;
     starts.reserve(all.size());
@@ -683,6 +694,8 @@ class Loader {
   }
 
  public:
+  // The mapping of the bytes, if the reader owns one: the pages it is done with are let go.
+  void setMapped(const QdSpfMappedFile* mapped) noexcept { m_mapped = mapped; }
   // Reads the records of index (over the same bytes) at the positions which, and no
   // others, then tells references to the numbers missing and links the objects made.
   void readSome(const QdSpfRecordIndex& index, const std::vector<size_t>& which, const std::vector<uint64_t>& missing) {
@@ -743,6 +756,8 @@ class Loader {
   // others are where the problems found after reading are told.
   std::vector<uint64_t> m_unread;
   bool m_dropped = false;  // the serial reader let go of the records it read
+  const QdSpfMappedFile* m_mapped = nullptr;
+  uint64_t m_released = 0;  // the serial reader's bytes before this are let go
   const uint64_t m_atStart = m_model.arena().used() + m_model.bookkeepingBytes();
   const uint64_t m_memoryBudget;
   bool m_stopped = false;  // the memory budget ran out: the rest of the file is not read
@@ -757,14 +772,29 @@ std::string QdIfcLoadReport::describe(const QdSpfProblem& p) const {
   return s;
 }
 
+namespace {
+QdIfcLoadReport loadBytes(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options,
+                          const QdSpfMappedFile* mapped);
+}  // namespace
+
 QdIfcLoadReport qdIfcLoad(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options) {
+  return loadBytes(model, bytes, options, nullptr);
+}
+
+namespace {
+
+QdIfcLoadReport loadBytes(QdIfcModel& model, std::string_view bytes, const QdIfcLoadOptions& options,
+                          const QdSpfMappedFile* mapped) {
   QdIfcLoadReport report;
   report.bytes = bytes.size();
   Loader loader(model, bytes, options, report);
+  loader.setMapped(mapped);
   loader.run();
   loader.report();
   return report;
 }
+
+}  // namespace
 
 QdIfcLoadReport qdIfcLoadRecords(QdIfcModel& model, std::string_view bytes, const QdSpfRecordIndex& index,
                                  const std::vector<size_t>& which, const std::vector<uint64_t>& missing) {
@@ -793,6 +823,15 @@ QdSpfMappedFile::QdSpfMappedFile(const std::string& path) {
   ::close(fd);
 }
 
+void QdSpfMappedFile::release(uint64_t from, uint64_t to) const noexcept {
+  if (!m_data || from >= to) return;
+  const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+  const uint64_t start = reinterpret_cast<uintptr_t>(m_data) + from;
+  const uint64_t first = (start + page - 1) / page * page;
+  const uint64_t last = (reinterpret_cast<uintptr_t>(m_data) + std::min<uint64_t>(to, m_size)) / page * page;
+  if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
+}
+
 QdSpfMappedFile::~QdSpfMappedFile() {
   if (m_data) munmap(const_cast<char*>(m_data), m_size);
 }
@@ -800,7 +839,7 @@ QdSpfMappedFile::~QdSpfMappedFile() {
 QdIfcLoadReport qdIfcLoadFile(QdIfcModel& model, const std::string& path, const QdIfcLoadOptions& options) {
   // The model copies what it keeps of the bytes, so the mapping ends with the load.
   if (QdSpfMappedFile mapped(path); mapped.mapped()) {
-    QdIfcLoadReport report = qdIfcLoad(model, mapped.bytes(), options);
+    QdIfcLoadReport report = loadBytes(model, mapped.bytes(), options, &mapped);
     report.file = path;
     return report;
   }

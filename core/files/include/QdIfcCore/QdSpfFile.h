@@ -73,6 +73,10 @@ class QDIFCCORE_API QdSpfMappedFile {
   bool opened() const noexcept { return m_opened; }
   bool mapped() const noexcept { return m_data != nullptr; }
   std::string_view bytes() const noexcept { return {m_data ? m_data : "", m_size}; }
+  // Lets the process's memory go of the whole pages within [from, to) of the bytes: they
+  // stay in the system's file cache and are read from there again if touched, so a
+  // reader that is past them keeps only what it has not read yet resident.
+  void release(uint64_t from, uint64_t to) const noexcept;
 
  private:
   const char* m_data = nullptr;
