@@ -137,7 +137,7 @@ int runCount(const std::vector<std::string>& args, const std::string& modulePath
             << " problems in the index\n";
   for (const auto& [name, count] : counts) std::cout << "  " << count << '\t' << name << '\n';
   const double mb = static_cast<double>(indexed.bytes().size()) / 1e6;
-  const double indexBytes = static_cast<double>(index.records().capacity() * sizeof(QdSpfRecordIndex::Record));
+  const double indexBytes = static_cast<double>(index.records().size() * sizeof(QdSpfRecordIndex::Record));
   char line[200];
   std::snprintf(line, sizeof line, "index %.3f s, %.1f MB/s, %.1f bytes per record\n", seconds,
                 seconds > 0 ? mb / seconds : 0.0, index.size() ? indexBytes / static_cast<double>(index.size()) : 0.0);

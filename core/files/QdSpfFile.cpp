@@ -484,6 +484,7 @@ class Loader {
   // kept per chunk and joined in chunk order, which is file order.
   void parallelData(unsigned threadCount) {
     m_builder.setPosition(static_cast<uint64_t>(m_filer.position() - m_filer.begin()));
+    m_index.reserveFor(static_cast<uint64_t>(m_filer.end() - m_filer.position()));
     const size_t first = m_index.size();
     for (;;) {
       const QdSpfRecordIndex::Step step = m_builder.next();

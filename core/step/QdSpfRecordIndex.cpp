@@ -234,6 +234,7 @@ QdSpfRecordIndex::Step QdSpfRecordIndex::Builder::next() {
 
 QdSpfRecordIndex QdSpfRecordIndex::build(std::string_view bytes, const QdSpfLimits& limits) {
   QdSpfRecordIndex index;
+  index.reserveFor(bytes.size());
   Builder builder(index, bytes, limits);
   const char* const begin = bytes.data();
   const char* const end = begin + bytes.size();

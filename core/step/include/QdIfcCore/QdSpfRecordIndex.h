@@ -98,9 +98,14 @@ class QDIFCCORE_API QdSpfRecordIndex {
   // Forgets the records indexed so far (their type names stay, and so do the
   // numbers of the names); a reader that is done with them keeps its index small.
   void dropRecords() noexcept { m_records.clear(); }
-  // Bytes the index holds (its records and names).
+  // Room for the records of bytes bytes, at a record length short for files (48 bytes):
+  // the index then fills without being copied as it grows, and what it does not use is
+  // address space, not memory.
+  void reserveFor(uint64_t bytes) { m_records.reserve(m_records.size() + static_cast<size_t>(bytes / 48)); }
+  // Bytes the index holds in its records and names (room reserved and not used is not
+  // memory yet, and does not count).
   size_t bytes() const noexcept {
-    return m_records.capacity() * sizeof(Record) + m_typeNames.capacity() * (sizeof(std::string_view) + 32);
+    return m_records.size() * sizeof(Record) + m_typeNames.capacity() * (sizeof(std::string_view) + 32);
   }
   // What was wrong, in file order (line 0: lines are worked out by who reports them).
   const std::vector<QdSpfProblem>& problems() const noexcept { return m_problems; }
