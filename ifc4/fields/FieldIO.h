@@ -12,6 +12,7 @@
 #include <QdIfcCore/QdSpfFilerBase.h>
 
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <type_traits>
 
@@ -27,40 +28,74 @@ QDIFC4_API int enumFromLiteral(const EnumTable& table, std::string_view literal)
 
 // ---- aggregates -----------------------------------------------------------------
 
+// How many elements follow, in the list being read, the one just read: the commas
+// up to the list's ')', stepping over nested lists and strings. Only a hint for the
+// room to reserve, bounded so that a malformed list cannot have much reserved that it
+// does not hold.
+inline size_t elementsAhead(const QdSpfFilerBase* filer) noexcept {
+  constexpr size_t kMostAhead = size_t{1} << 16;
+  size_t commas = 0;
+  int depth = 0;
+  for (const char *p = filer->position(), *end = filer->end(); p < end && commas < kMostAhead; ++p) {
+    switch (*p) {
+      case '\'':  // to the closing quote; a doubled quote reads as two strings
+        p = static_cast<const char*>(std::memchr(p + 1, '\'', static_cast<size_t>(end - p - 1)));
+        if (!p) return commas;
+        break;
+      case '(': ++depth; break;
+      case ')':
+        if (depth-- == 0) return commas;
+        break;
+      case ',':
+        if (depth == 0) ++commas;
+        break;
+      default: break;
+    }
+  }
+  return commas;
+}
+
 // The flat reader: "$" leaves the aggregate nil, "()" empty; a bare element where the
 // list belongs is taken as the one element. An element that does not read leaves the
 // aggregate nil, as "$" would: the elements before it are not the list the file held
 // (a point would lose a coordinate, a face set triangles), so none of them is kept;
 // reading goes on after the list's ')' and the result is eInvalidInput. The elements
-// are gathered in one array and stored in one step.
+// go straight into the aggregate's implementation: a short list lives inside it, so
+// that it is the one allocation; a longer one gets one block of its exact size, the
+// rest of the list counted when the first elements fill the inline room.
 template <class T>
 QD::ErrorStatus readFlat(QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* filer, bool comma) {
   QD_SDAI::QdSpfReadHelper* helper = filer->readHelper();
   member.clear();
   if (!filer->beginField(comma)) return QD::eInvalidInput;
   if (helper->skipUntilRet('$')) return QD::eOk;
-  QD_SDAI::QdIfcArray<T> elements;
   if (!helper->skipUntilRet('(')) {
     T e{};
     if (filer->rdPrimitive(e, false) != QD::eOk) return QD::eInvalidInput;
-    elements.append(e);
+    QD_SDAI::QdIfcAggrFiller<T> fill(member);
+    if (fill) {
+      fill.append(e);
+      fill.end();
+    }
     if (helper->skipUntilRet(')')) helper->stream().seek(1, 2);  // the record's own ')'
-    QD_SDAI::qdIfcAssignAggr(member, elements);
     return QD::eOk;
   }
   if (helper->skipUntilRet(')')) {
     member.createEmpty();
     return QD::eOk;
   }
+  QD_SDAI::QdIfcAggrFiller<T> fill(member);
   for (bool first = true; first || !helper->skipUntilRet(')'); first = false) {
     T e{};
-    if (filer->rdPrimitive(e, !first) != QD::eOk) {
+    if (!fill || filer->rdPrimitive(e, !first) != QD::eOk) {
+      member.clear();
       filer->skipRestOfList();
       return QD::eInvalidInput;
     }
-    elements.append(e);
+    if (fill.full()) fill.reserve(fill.size() + 1 + elementsAhead(filer));
+    fill.append(e);
   }
-  QD_SDAI::qdIfcAssignAggr(member, elements);
+  fill.end();
   return QD::eOk;
 }
 
@@ -98,8 +133,10 @@ inline bool beginAggregate(const QD_SDAI::QdIfcAggr& member, QdSpfFilerBase* fil
   return true;
 }
 
-// Lists of lists: each inner list by the flat reader; a malformed inner list leaves
-// the aggregate as it was.
+// Lists of lists: each inner list by the flat reader, straight into a new inner
+// aggregate ("$" as an inner list gives an empty one); a malformed inner list leaves
+// the aggregate as it was. The rows are gathered in an aggregate of their own, which
+// takes the member's place once they all read.
 template <class T>
 QD::ErrorStatus readNested(QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<T>>& member, QdSpfFilerBase* filer,
                            bool comma) {
@@ -116,16 +153,18 @@ QD::ErrorStatus readNested(QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr
     member.createEmpty();
     return QD::eOk;
   }
-  QD_SDAI::QdIfcArray<QD_SDAI::QdIfcArray<T>> rows;
+  QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr<T>> rows;
+  QD_SDAI::QdIfcAggrFiller<QD_SDAI::QdIfcAggr*> fill(rows);  // the rows own their inner lists
   for (bool first = true;; first = false) {
-    QD_SDAI::QdIfcListAggr<T> inner;
-    if (readFlat<T>(inner, filer, !first) != QD::eOk) {
+    auto inner = std::make_unique<QD_SDAI::QdIfcListAggr<T>>();
+    if (!fill || readFlat<T>(*inner, filer, !first) != QD::eOk) {
       filer->skipRestOfList();
       return QD::eFailed;
     }
-    QD_SDAI::QdIfcArray<T> row;
-    QD_SDAI::qdIfcExportAggr(inner, row);
-    rows.append(row);
+    if (inner->isNil()) inner->createEmpty();
+    if (fill.full()) fill.reserve(fill.size() + 1 + elementsAhead(filer));
+    fill.append(inner.get());
+    inner.release();
     if (helper->skipUntilRet(')')) break;
     if (filer->peek() != ',') {
       filer->problem("',' or ')' in a list of lists", filer->sampleAt(filer->position()));
@@ -133,9 +172,8 @@ QD::ErrorStatus readNested(QD_SDAI::QdIfcListAggrCompound<QD_SDAI::QdIfcListAggr
       return QD::eFailed;
     }
   }
-  member.clear();
-  member.createEmpty();
-  for (const QD_SDAI::QdIfcArray<T>& row : rows) QD_SDAI::qdIfcAssignAggr(*member.appendInner(), row);
+  fill.end();
+  member.swap(rows);
   return QD::eOk;
 }
 

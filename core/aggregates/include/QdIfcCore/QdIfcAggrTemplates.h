@@ -1,16 +1,19 @@
 // The generic aggregates: SET, LIST and ARRAY of an element type T, their bounded
 // and compound forms, the shared Dummy of each class, and their iterators.
 //
-// Storage is contiguous: lists and arrays keep their elements in a vector, sets in
-// a sorted vector without duplicates. A 3D point's coordinates or a polyloop's
-// handles then cost one block instead of one node per element, sets of handles read
-// in file order append at the end, and walks are linear in memory. Selects are the
-// exception: iterators hand them out by address, so each stands in an allocation of
-// its own that growth never moves (StableVector).
+// Storage is contiguous: lists and arrays keep their elements in order, sets sorted
+// and without duplicates. Elements that are plain values (reals, integers, handles,
+// the pointers of a compound) live in an InlineVector: up to a few of them inside the
+// implementation object itself, more in one heap block, so that a 3D point or a
+// polyloop costs one allocation in all. Sets of handles read in file order append at
+// the end, and walks are linear in memory. Other elements (strings) live in a vector.
+// Selects are the exception: iterators hand them out by address, so each stands in
+// an allocation of its own that growth never moves (StableVector).
 //
 // Iterators keep an index. Each implementation links its live iterators in a list
 // and moves their indices on every insertion and erasure, whichever path makes it,
-// so that several iterators walking one aggregate each stay on their element.
+// so that several iterators walking one aggregate each stay on their element, also
+// when the elements move between the object and the heap.
 #pragma once
 
 #include <QdIfcCore/Consts.h>
@@ -20,8 +23,11 @@
 #include <algorithm>
 #include <compare>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <type_traits>
 #include <vector>
 
@@ -146,7 +152,9 @@ class StableVector {
   ~StableVector() { clear(); }
 
   size_t size() const noexcept { return m_slots.size(); }
+  size_t capacity() const noexcept { return m_slots.capacity(); }
   bool empty() const noexcept { return m_slots.empty(); }
+  void reserve(size_t n) { m_slots.reserve(n); }
   T& operator[](size_t i) noexcept { return *m_slots[i]; }
   const T& operator[](size_t i) const noexcept { return *m_slots[i]; }
   const T& back() const noexcept { return *m_slots.back(); }
@@ -191,16 +199,165 @@ class StableVector {
   Slots m_slots;
 };
 
+// A vector that keeps up to N elements inside itself and moves them to one heap
+// block when more arrive: the storage of aggregates of plain values, which are
+// mostly short (see AggrInlineCapacity). The elements are trivially copyable, so
+// they move by memcpy.
+//
+// As with std::vector, an insertion may move every element (here also between the
+// object and the heap block), an erasure moves those after the erased one and never
+// those before it. clear, and assign of at most N elements, give the block back.
+template <class T, uint32_t N>
+class InlineVector {
+  static_assert(std::is_trivially_copyable_v<T> && N > 0);
+
+ public:
+  using value_type = T;
+  using iterator = T*;
+  using const_iterator = const T*;
+
+  // Provided, so that a const empty one needs no initializer.
+  InlineVector() noexcept {}
+  // Copies are deep: a copy of inline contents is inline too, a copy of spilled ones
+  // gets a block of its own, of their exact size.
+  InlineVector(const InlineVector& other) { assign(other.begin(), other.end()); }
+  InlineVector& operator=(const InlineVector& other) {
+    if (this != &other) assign(other.begin(), other.end());
+    return *this;
+  }
+  ~InlineVector() { release(); }
+
+  size_t size() const noexcept { return m_size; }
+  size_t capacity() const noexcept { return m_capacity; }
+  bool empty() const noexcept { return m_size == 0; }
+  // True while the elements live inside the object.
+  bool isInline() const noexcept { return m_capacity == N; }
+  T* data() noexcept { return isInline() ? local() : m_heap; }
+  const T* data() const noexcept { return isInline() ? local() : m_heap; }
+  T& operator[](size_t i) noexcept { return data()[i]; }
+  const T& operator[](size_t i) const noexcept { return data()[i]; }
+  const T& back() const noexcept { return data()[m_size - 1]; }
+  iterator begin() noexcept { return data(); }
+  iterator end() noexcept { return data() + m_size; }
+  const_iterator begin() const noexcept { return data(); }
+  const_iterator end() const noexcept { return data() + m_size; }
+
+  // Room for n elements in all; nothing happens when there is room already.
+  void reserve(size_t n) {
+    if (n > m_capacity) moveTo(n);
+  }
+  iterator insert(const_iterator at, const T& e) {
+    const size_t i = static_cast<size_t>(at - data());
+    const T copy = e;  // e may be an element of this vector, which growth moves
+    if (m_size == m_capacity) moveTo(grown());
+    T* p = data();
+    std::memmove(static_cast<void*>(p + i + 1), p + i, (m_size - i) * sizeof(T));
+    ::new (static_cast<void*>(p + i)) T(copy);
+    ++m_size;
+    return p + i;
+  }
+  void push_back(const T& e) { insert(end(), e); }
+  iterator erase(const_iterator at) noexcept { return erase(at, at + 1); }
+  iterator erase(const_iterator first, const_iterator last) noexcept {
+    T* p = data();
+    const size_t i = static_cast<size_t>(first - p), j = static_cast<size_t>(last - p);
+    std::memmove(static_cast<void*>(p + i), p + j, (m_size - j) * sizeof(T));
+    m_size -= static_cast<uint32_t>(j - i);
+    return p + i;
+  }
+  void clear() noexcept {
+    release();
+    m_size = 0;
+  }
+  template <class It>
+  void assign(It first, It last) {
+    const size_t n = static_cast<size_t>(std::distance(first, last));
+    if (n <= m_capacity && (n > N || isInline())) {
+      // The storage in use holds them. Element by element, front to back: a source
+      // inside this vector (its own tail) is then read before it is written.
+      for (T* to = data(); first != last; ++first, ++to) *to = *first;
+      m_size = static_cast<uint32_t>(n);
+      return;
+    }
+    // New storage: inline for N or fewer, else a block of exactly n. The old block
+    // goes last, as the source may lie in it.
+    T* old = isInline() ? nullptr : m_heap;
+    const uint32_t oldCapacity = m_capacity;
+    T* to = n <= N ? local() : allocate(n);
+    std::uninitialized_copy(first, last, to);
+    if (n > N) m_heap = to;
+    m_capacity = n <= N ? N : static_cast<uint32_t>(n);
+    m_size = static_cast<uint32_t>(n);
+    if (old) std::allocator<T>().deallocate(old, oldCapacity);
+  }
+  // Gives back the room a spilled vector has beyond its elements; back inside the
+  // object when they fit there.
+  void shrinkToFit() {
+    if (!isInline() && m_size < m_capacity) moveTo(m_size);
+  }
+
+ private:
+  T* local() noexcept { return reinterpret_cast<T*>(m_local); }
+  const T* local() const noexcept { return reinterpret_cast<const T*>(m_local); }
+  static T* allocate(size_t n) {
+    if (n > UINT32_MAX) throw std::length_error("aggregate too long");
+    return std::allocator<T>().allocate(n);
+  }
+  size_t grown() const noexcept { return std::max<size_t>(size_t{m_capacity} * 2, N + 1); }
+  // The elements into storage for `capacity` (at least their number): inside the
+  // object when that is N or less, else a new block. The old block goes.
+  void moveTo(size_t capacity) {
+    if (capacity <= N && isInline()) return;
+    T* from = data();
+    T* old = isInline() ? nullptr : m_heap;
+    const uint32_t oldCapacity = m_capacity;
+    if (capacity <= N) {
+      std::memcpy(static_cast<void*>(m_local), from, m_size * sizeof(T));  // overwrites m_heap, kept in old
+      m_capacity = N;
+    } else {
+      T* to = allocate(capacity);
+      std::memcpy(static_cast<void*>(to), from, m_size * sizeof(T));
+      m_heap = to;
+      m_capacity = static_cast<uint32_t>(capacity);
+    }
+    if (old) std::allocator<T>().deallocate(old, oldCapacity);
+  }
+  void release() noexcept {
+    if (!isInline()) std::allocator<T>().deallocate(m_heap, m_capacity);
+    m_capacity = N;
+  }
+
+  uint32_t m_size = 0;
+  uint32_t m_capacity = N;  // N exactly while inline; a block always holds more
+  union {
+    T* m_heap;
+    alignas(T) unsigned char m_local[N * sizeof(T)];
+  };
+};
+
+// How many elements of T an aggregate keeps inside its implementation object before
+// it spills to the heap, chosen by what models hold. Lists of reals are points and
+// directions, 2 or 3 long. Lists and sets of handles are 1 long (half of them), 3
+// (a triangle's loop, 13 to 30%) or 4 (a quad's, 11 to 28%), and 4 keeps 95% of them
+// inline; lists of integers are index triangles and quads (3: 67%, 4: 29%).
+template <class T>
+struct AggrInlineCapacity : std::integral_constant<uint32_t, 4> {};
+template <>
+struct AggrInlineCapacity<double> : std::integral_constant<uint32_t, 3> {};
+
 // Whether elements of T need addresses that stay put: those handed out by pointer.
 // A specialisation can ask for it for another type.
 template <class T>
 struct AggrStableStorage : std::bool_constant<AggrElement<T>::kByPointer> {};
 
 template <class T>
-using AggrStorage = std::conditional_t<AggrStableStorage<T>::value, StableVector<T>, std::vector<T>>;
+using AggrStorage = std::conditional_t<
+    AggrStableStorage<T>::value, StableVector<T>,
+    std::conditional_t<std::is_trivially_copyable_v<T>, InlineVector<T, AggrInlineCapacity<T>::value>, std::vector<T>>>;
 
-template <class T>
-void sortUnique(std::vector<T>& v) {
+template <class V>
+void sortUnique(V& v) {
+  using T = typename V::value_type;
   std::sort(v.begin(), v.end());
   v.erase(std::unique(v.begin(), v.end(), [](const T& x, const T& y) { return !(x < y); }), v.end());
 }
@@ -319,6 +476,18 @@ class AggrBody {
   void assign(It first, It last, bool sorted) {
     m_items.assign(first, last);
     if (sorted) sortUnique(m_items);
+    m_cursors.clamp(m_items.size());
+  }
+
+  // Filling in place, as a reader does: room for n elements, appending, and the end
+  // of the filling, which puts a set in order and gives back unused room.
+  size_t capacity() const noexcept { return m_items.capacity(); }
+  void reserve(size_t n) { m_items.reserve(n); }
+  void append(const T& e) { insert(size(), e); }
+  void endFill(bool sorted) {
+    if (sorted) sortUnique(m_items);
+    if constexpr (requires { m_items.shrinkToFit(); }) m_items.shrinkToFit();
+    else if constexpr (requires { m_items.shrink_to_fit(); }) m_items.shrink_to_fit();
     m_cursors.clamp(m_items.size());
   }
 
@@ -520,6 +689,8 @@ class QdIfcOrderedAggr::QdIfcOrderedAggrImp : public QdIfcAggrImp, public IOrder
   virtual bool containsValue(const T& e) const = 0;
   virtual int createAggrAt(int i, QdIfcAggr*& out) = 0;
   virtual const detail::AggrStorage<T>& items() const = 0;
+  // The elements with their iterators, for filling in place (QdIfcAggrFiller).
+  virtual detail::AggrBody<T>& body() noexcept = 0;
 
   int checkIndex(int i, int& out) const override {
     out = i;
@@ -546,6 +717,8 @@ class QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp : public QdIfcAggrImp, public IU
   virtual void exportTo(QdIfcArray<T>& a) const = 0;
   virtual bool containsValue(const T& e) const = 0;
   virtual const detail::AggrStorage<T>& items() const = 0;
+  // The elements with their iterators, for filling in place (QdIfcAggrFiller).
+  virtual detail::AggrBody<T>& body() noexcept = 0;
 
   IOrderedManipulator* orderedManipulator() override { return nullptr; }
   IUnorderdManiplator* unorderedManipulator() override { return this; }
@@ -710,6 +883,7 @@ class SequenceImp : public QdIfcOrderedAggr::QdIfcOrderedAggrImp<T> {
   }
 
   const AggrStorage<T>& items() const override { return m_body.items(); }
+  AggrBody<T>& body() noexcept override { return m_body; }
 
  protected:
   virtual void eraseAt(size_t i) { m_body.erase(i); }
@@ -780,6 +954,7 @@ class SetImp : public QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T> {
   }
 
   const AggrStorage<T>& items() const override { return m_body.items(); }
+  AggrBody<T>& body() noexcept override { return m_body; }
 
  protected:
   AggrBody<T> m_body;
@@ -1034,6 +1209,8 @@ class QdIfcListAggrCompound : public QdIfcListAggr<QdIfcAggr*> {
   QdIfcListAggrCompound(const QdIfcListAggrCompound&) = default;
   QdIfcListAggrCompound& operator=(const QdIfcListAggrCompound&) = default;
 
+  // Trades contents with another list of A: no inner aggregate is copied.
+  void swap(QdIfcListAggrCompound& other) noexcept { std::swap(this->m_imp, other.m_imp); }
   // The inner aggregates, as their class.
   A* inner(int i) const { return static_cast<A*>(items()[static_cast<size_t>(i)]); }
   // Appends a new, empty inner aggregate and returns it.
@@ -1176,6 +1353,34 @@ bool qdIfcAssignAggr(QdIfcAggr& aggr, const QdIfcArray<T>& a) {
   else static_cast<QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->assign(a);
   return true;
 }
+
+// Fills an aggregate of T in place, element by element, as a reader does: the
+// elements go straight into its implementation, with no array to gather them first.
+// The aggregate is made empty first (it stays as it is when it has contents); end()
+// puts a set in order and drops repeats, as assign does. Giving up half way is
+// clearing the aggregate, which the filler must not be used after.
+template <class T>
+class QdIfcAggrFiller {
+ public:
+  explicit QdIfcAggrFiller(QdIfcAggr& aggr) {
+    if (aggr.isNil() && !aggr.createEmpty()) return;
+    m_sorted = aggr.aggrOrderType() != kAggrOrdered;
+    if (m_sorted) m_body = &static_cast<QdIfcUnOrderedAggr::QdIfcUnorderedAggrImp<T>*>(aggr.imp())->body();
+    else m_body = &static_cast<QdIfcOrderedAggr::QdIfcOrderedAggrImp<T>*>(aggr.imp())->body();
+  }
+  // False when the aggregate could not be made.
+  explicit operator bool() const noexcept { return m_body != nullptr; }
+  size_t size() const noexcept { return m_body->size(); }
+  // True when the next element needs more room than there is.
+  bool full() const noexcept { return m_body->size() == m_body->capacity(); }
+  void reserve(size_t n) { m_body->reserve(n); }
+  void append(const T& e) { m_body->append(e); }
+  void end() { m_body->endFill(m_sorted); }
+
+ private:
+  detail::AggrBody<T>* m_body = nullptr;
+  bool m_sorted = false;
+};
 
 // Appends the elements of any aggregate of T to a typed array. True in every case.
 template <class T>
