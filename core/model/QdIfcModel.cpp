@@ -22,7 +22,7 @@ QdIfcModel::QdIfcModel(const QdIfcSchema* schema) : m_schema(schema), m_arena(st
 QdIfcModel::~QdIfcModel() { clear(); }
 
 void QdIfcModel::PageFree::operator()(detail::SlotPageHead* page) const noexcept {
-  ::operator delete (page, detail::kSlotPageBytes, std::align_val_t{detail::kSlotPageBytes});
+  ::operator delete (page, std::align_val_t{detail::kSlotPageBytes});
 }
 
 // Slot number n of the pages, the page made when n is its first.

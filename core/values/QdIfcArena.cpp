@@ -148,7 +148,7 @@ void* QdIfcArena::allocateObject(size_t n) {
 void QdIfcArena::releaseObject(void* p, size_t n) noexcept {
   if (!p) return;
   if (owns(p)) release(p, n);
-  else ::operator delete (p, n, std::align_val_t{16});
+  else ::operator delete (p, std::align_val_t{16});
 }
 
 QdIfcArena::Scope::Scope(QdIfcArena* arena) noexcept : m_previous(t_current) { t_current = arena; }
