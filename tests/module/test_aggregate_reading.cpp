@@ -27,7 +27,14 @@ void* operator new(std::size_t n) {
   throw std::bad_alloc();
 }
 void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return counted(n); }
-// The library's operator delete frees with std::free, which matches.
+// Every plain delete frees with std::free, to match (a sanitizer's own delete would
+// not); out of line, so that the compiler does not take it for a mismatched free.
+namespace {
+[[gnu::noinline]] void freed(void* p) noexcept { std::free(p); }
+}  // namespace
+void operator delete(void* p) noexcept { freed(p); }
+void operator delete(void* p, std::size_t) noexcept { freed(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { freed(p); }
 
 using namespace QD_SDAI;
 using namespace IFC4;
