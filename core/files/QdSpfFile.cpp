@@ -514,7 +514,7 @@ class Loader {
       m_filer.endRecord();
     }
 
-    const size_t chunk = std::clamp<size_t>(work.size() / (threadCount * 16) + 1, 64, 16384);
+    const size_t chunk = std::clamp<size_t>(work.size() / (size_t{threadCount} * 16) + 1, 64, 16384);
     const size_t chunks = (work.size() + chunk - 1) / chunk;
     std::vector<ChunkResult> results(chunks);
     std::vector<std::unique_ptr<QdIfcArena>> arenas(threadCount);
@@ -827,10 +827,11 @@ QdSpfMappedFile::QdSpfMappedFile(const std::string& path) {
 void QdSpfMappedFile::release(uint64_t from, uint64_t to) const noexcept {
   if (!m_data || from >= to) return;
   const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-  const uint64_t start = reinterpret_cast<uintptr_t>(m_data) + from;
-  const uint64_t first = (start + page - 1) / page * page;
-  const uint64_t last = (reinterpret_cast<uintptr_t>(m_data) + std::min<uint64_t>(to, m_size)) / page * page;
-  if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED);
+  // Whole pages only: from rounded up and to rounded down to page boundaries.
+  const uint64_t base = reinterpret_cast<uintptr_t>(m_data);
+  const uint64_t first = (base + from + page - 1) / page * page - base;
+  const uint64_t last = (base + std::min<uint64_t>(to, m_size)) / page * page - base;
+  if (first < last) madvise(const_cast<char*>(m_data) + first, last - first, MADV_DONTNEED);
 }
 
 QdSpfMappedFile::~QdSpfMappedFile() {

@@ -51,9 +51,10 @@ void* mapAligned(size_t size) {
   const uintptr_t aligned = (start + QdIfcArena::kBlockSize - 1) & ~(uintptr_t{QdIfcArena::kBlockSize} - 1);
   const size_t head = aligned - start;
   if (head) munmap(raw, head);
-  if (total - head > size) munmap(reinterpret_cast<char*>(aligned) + size, total - head - size);
+  char* block = static_cast<char*>(raw) + head;  // pointer arithmetic, not a cast from the integer
+  if (total - head > size) munmap(block + size, total - head - size);
   g_mapped.fetch_add(size, std::memory_order_relaxed);
-  return reinterpret_cast<void*>(aligned);
+  return block;
 }
 
 void unmap(void* block, size_t size) noexcept {
@@ -68,7 +69,9 @@ size_t stepOf(size_t n) noexcept { return (n + 15) & ~size_t{15}; }
 
 void QdIfcArena::release(void* p, size_t n) noexcept {
   QDIFC_POISON(p, n);
-  auto* block = reinterpret_cast<Block*>(reinterpret_cast<uintptr_t>(p) & ~(uintptr_t{QdIfcArena::kBlockSize} - 1));
+  // The block's start: p less its offset in the block.
+  auto* block = reinterpret_cast<Block*>(static_cast<char*>(p) -
+                                         (reinterpret_cast<uintptr_t>(p) & (uintptr_t{QdIfcArena::kBlockSize} - 1)));
   if (block->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) unmap(block, block->size);
 }
 

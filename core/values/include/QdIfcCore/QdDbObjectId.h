@@ -38,7 +38,9 @@ struct SlotPageHead {
   uint64_t reserved;
 };
 inline QdIfcModel* modelOfSlot(const ObjectSlot* s) noexcept {
-  return reinterpret_cast<const SlotPageHead*>(reinterpret_cast<uintptr_t>(s) & ~(uintptr_t{kSlotPageBytes} - 1))
+  // The page's start: the slot's address less its offset in the page.
+  const char* at = reinterpret_cast<const char*>(s);
+  return reinterpret_cast<const SlotPageHead*>(at - (reinterpret_cast<uintptr_t>(at) & (uintptr_t{kSlotPageBytes} - 1)))
       ->model;
 }
 }  // namespace detail
