@@ -2,6 +2,8 @@
 // and spill larger contents to one heap block (InlineVector): the vector itself
 // against std::vector, and the aggregates and their iterators across the move
 // between the object and the heap, both ways.
+#include "IteratorWalk.h"
+
 #include <QdIfcCore/QdIfcAggrValueTypes.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <gtest/gtest.h>
@@ -36,17 +38,8 @@ std::vector<T> contents(const QdIfcAggr& a) {
   return std::vector<T>(out.begin(), out.end());
 }
 
-template <class T, class It>
-std::optional<T> standingOn(const It& it) {
-  QdIfcVariant v;
-  if (!it.getValue(v) || !v.ptr<T>()) return std::nullopt;
-  return *v.ptr<T>();
-}
-
-template <class It>
-void steps(It& it, int n) {
-  for (int k = 0; k < n; ++k) it.next();
-}
+using qdtest::standingOn;
+using qdtest::steps;
 
 // Random insertions, erasures, assignments, copies and clears, each checked against
 // std::vector, with the storage where it must be: inside the object up to N elements

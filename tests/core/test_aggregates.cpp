@@ -1,5 +1,7 @@
 // Aggregate containers, their iterators and their variant conversions.
 #include <QdIfcCore/HsString.h>
+#include "IteratorWalk.h"
+
 #include <QdIfcCore/QdIfcAggrValueTypes.h>
 #include <QdIfcCore/QdIfcException.h>
 #include <QdIfcCore/QdIfcModel.h>
@@ -74,18 +76,8 @@ int thrownCode(const std::function<void()>& f) {
   return 0;
 }
 
-// The element an iterator stands on; none before the first element or at the end.
-template <class T, class It>
-std::optional<T> standingOn(const It& it) {
-  QdIfcVariant v;
-  if (!it.getValue(v) || !v.ptr<T>()) return std::nullopt;
-  return *v.ptr<T>();
-}
-
-template <class It>
-void steps(It& it, int n) {
-  for (int k = 0; k < n; ++k) it.next();
-}
+using qdtest::standingOn;
+using qdtest::steps;
 
 TEST(Aggregates, NilEmptyFilledAndCopies) {
   QdIfcListAggr<double> list;

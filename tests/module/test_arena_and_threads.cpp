@@ -3,6 +3,8 @@
 // any number of threads reads a file, faults and all, into the model the serial reader
 // makes.
 #include <QdIfc4/Entities.h>
+#include "ModuleTest.h"
+
 #include <QdIfc4/Module.h>
 #include <QdIfcCore/QdIfcModel.h>
 #include <QdIfcCore/QdSpfFile.h>
@@ -18,17 +20,7 @@ using namespace QD_SDAI;
 
 namespace {
 
-class ArenaAndThreads : public ::testing::Test {
- protected:
-  void SetUp() override { ASSERT_TRUE(qdGetModuleLifeCycleApp()->start()); }
-  void TearDown() override { qdGetModuleLifeCycleApp()->stop(); }
-
-  static std::string file(const std::string& records) {
-    return "ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION((''),'2;1');\nFILE_NAME('','',(''),(''),'','','');\n"
-           "FILE_SCHEMA(('IFC4'));\nENDSEC;\nDATA;\n" +
-           records + "ENDSEC;\nEND-ISO-10303-21;\n";
-  }
-};
+class ArenaAndThreads : public ModuleTest {};
 
 // Several thousand records with a fault of each kind a reader meets, spread over the
 // file so that they fall into different chunks: names used again (after a good record

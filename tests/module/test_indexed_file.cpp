@@ -1,5 +1,7 @@
 // A file opened by its index alone: counts, records by number and by type, and records
 // made instances on demand, each held against a full load of the same file.
+#include "ModuleTest.h"
+
 #include <QdIfc4/Module.h>
 #include <QdIfcCore/Dictionary.h>
 #include <QdIfcCore/QdIfcAggrTemplates.h>
@@ -20,17 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class IndexedFile : public ::testing::Test {
- protected:
-  void SetUp() override { ASSERT_TRUE(qdGetModuleLifeCycleApp()->start()); }
-  void TearDown() override { qdGetModuleLifeCycleApp()->stop(); }
-
-  static std::string file(const std::string& records) {
-    return "ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION((''),'2;1');\nFILE_NAME('','',(''),(''),'','','');\n"
-           "FILE_SCHEMA(('IFC4'));\nENDSEC;\nDATA;\n" +
-           records + "ENDSEC;\nEND-ISO-10303-21;\n";
-  }
-};
+class IndexedFile : public ModuleTest {};
 
 // The line "#id=...;" a model writes for its instance id.
 std::string lineOf(const std::string& written, uint64_t id) {
